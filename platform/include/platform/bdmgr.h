@@ -1,0 +1,23 @@
+/* bdmgr.h - bridge-domain manager: fabric bridge domains per context. */
+#ifndef PLATFORM_BDMGR_H
+#define PLATFORM_BDMGR_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#include <platform/bmp4096.h>
+
+int bdmgr_fabric_bd_allocation_get(uint16_t context, bmp4096_t *bds); /* sets fabric BD bits */
+
+/* Host control. */
+void bdmgr_host_set_fabric_bd(uint16_t context, uint32_t bd, int fabric);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,30 @@
+/* bitset.h - sparse set over VNIs 0..0xFFFFFF behind a fixed 1028-byte root. */
+#ifndef PLATFORM_BITSET_H
+#define PLATFORM_BITSET_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define BITSET_ROOT_BYTES 1028u
+#define BITSET_MAX_BIT 0xFFFFFFu
+#define BITSET_ERR_RANGE 0x0E040001
+#define BITSET_ERR_NO_MEMORY 0x0E040002
+
+/* Root block: u32 1024, then 1024 bytes, all zero when new (created with malloc by its owner). */
+typedef struct bitset bitset_t;
+int bitset_set(bitset_t *set, uint32_t bit);
+int bitset_clear(bitset_t *set, uint32_t bit);
+int32_t bitset_find(const bitset_t *set, uint32_t from); /* least member >= from, or -1 */
+int32_t bitset_count(const bitset_t *set);               /* members, or -1 for a null set */
+void bitset_free(bitset_t *set);                         /* releases the growth and the root */
+uint32_t bitmap_count_bits(const void *bytes, uint32_t nbytes);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

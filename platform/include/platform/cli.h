@@ -1,0 +1,25 @@
+/* cli.h - configuration requests carried by messages. */
+#ifndef PLATFORM_CLI_H
+#define PLATFORM_CLI_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#include <platform/msg.h>
+
+uint32_t cli_request_handle_get(const msg_t *msg);                /* handle size, 0: not a request */
+uint32_t cli_request_handle_get_ext(const msg_t *msg, void *buf); /* nonzero: handle written */
+int cli_response_send_ok(const void *handle);
+
+/* Host control: how many requests were answered. */
+uint32_t cli_host_ok_count(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

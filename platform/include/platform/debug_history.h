@@ -1,0 +1,33 @@
+/* debug_history.h - per-service ring of formatted debug events. */
+#ifndef PLATFORM_DEBUG_HISTORY_H
+#define PLATFORM_DEBUG_HISTORY_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+int debug_history_open(uint32_t service_id, uint32_t size);
+int debug_history_open_instance(uint32_t service_id, uint32_t instance, uint32_t flags,
+                                uint32_t size, uint32_t arg4, uint32_t arg5);
+/* Appends one event (the text as the format renders it); nonzero when no ring is open. */
+int debug_history_log(uint32_t service_id, uint32_t instance, uint32_t level, const char *format,
+                      ...) __attribute__((format(printf, 4, 5)));
+/* Never null. */
+const char *error_to_string(uint32_t code);
+
+/* Host controls. */
+void debug_history_fail_open(uint32_t service_id, uint32_t times); /* next `times` opens fail */
+uint32_t debug_history_open_calls(uint32_t service_id);
+uint32_t debug_history_count(uint32_t service_id);                  /* events held */
+const char *debug_history_event(uint32_t service_id, uint32_t i);   /* i-th oldest held, or null */
+void debug_history_clear(uint32_t service_id);
+int debug_history_dump(uint32_t service_id, FILE *out);             /* one event a line, with time */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
