@@ -1,0 +1,123 @@
+// drelsim: a peer pair of switches on one machine, each process running libzorvdrel as its peer
+// manager would, and one consistency report of what the checks find.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+#include "compare.h"
+#include "generate.h"
+#include "report.h"
+#include "scenario.h"
+#include "sim.h"
+
+namespace {
+
+using namespace drelsim;
+
+constexpr int kExitUsage = 2;
+constexpr int kExitBroken = 3;
+
+struct RunArgs {
+    std::string file;
+    bool json = false, diff = false, timing = false;
+    std::string events, corrupt;
+    int step = -1;
+};
+
+int side_of(const std::string &s) {
+    return s.empty() ? -1 : s == "A" ? 0 : 1;
+}
+
+int run_generate(const GenOptions &g, const std::string &out) {
+    if (std::string problem = generate_problem(g); !problem.empty()) {
+        std::cerr << "drelsim generate: " << problem << "\n";
+        return kExitUsage;
+    }
+    const std::string yaml = generate_scenario(g);
+    if (out.empty() || out == "-") return std::cout << yaml, 0;
+    std::ofstream f(out);
+    if (!(f << yaml)) {
+        std::cerr << "drelsim generate: cannot write " << out << "\n";
+        return kExitUsage;
+    }
+    return 0;
+}
+
+int run_scenario(const RunArgs &a) {
+    Scenario s;
+    try {
+        s = a.file.empty()
+                ? load_scenario_text(default_scenario_text(), "built-in default scenario")
+                : load_scenario_file(a.file);
+    } catch (const ScenarioError &e) {
+        std::cerr << "drelsim: scenario error: " << e.what() << "\n";
+        return kExitUsage;
+    }
+    if (a.step > static_cast<int>(s.steps.size())) {
+        std::cerr << "drelsim: --step " << a.step << ": the scenario has only " << s.steps.size()
+                  << " step(s) (expected 0.." << s.steps.size() << ")\n";
+        return kExitUsage;
+    }
+    SimOptions so;
+    so.corrupt_side = side_of(a.corrupt);
+    so.events_side = side_of(a.events);
+    so.rounds = 1 + static_cast<uint32_t>(a.step >= 0 ? a.step : static_cast<int>(s.steps.size()));
+    SimResult sim = simulate(s, so);
+    for (int side = 0; side < 2; ++side)
+        if (!sim.peer[side].fatal.empty())
+            std::cerr << "drelsim: peer " << side_name(side) << ": " << sim.peer[side].fatal
+                      << "\n";
+    if (!sim.complete()) return kExitBroken;
+    const auto views = build_views(s, sim);
+    ReportOptions ro{a.diff, a.timing, so.events_side};
+    std::cout << (a.json ? json_report(s, sim, views, ro) : text_report(s, sim, views, ro));
+    return verdict_status(views);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App app{
+        "drelsim - run two peer switches on this machine, let libzorvdrel check their type-1\n"
+        "configuration against each other, and print one consistency report.\n"
+        "Exit status: 0 all checks of the last round pass, 1 a check fails, 2 usage or\n"
+        "scenario error, 3 the simulation could not run (library not loadable, peer died)."};
+    app.require_subcommand(0, 1);
+    RunArgs a;
+    app.add_option("scenario", a.file,
+                   "scenario file (YAML); without one the built-in default scenario runs")
+        ->check(CLI::ExistingFile);
+    app.add_flag("--json", a.json, "print the report as JSON (schema in tools/drelsim/README.md)");
+    app.add_flag("--diff", a.diff, "show only the parameter rows that differ");
+    app.add_option("--events", a.events, "print the debug history of peer A or B after the report")
+        ->check(CLI::IsMember({"A", "B"}));
+    app.add_option("--step", a.step, "stop after step N (0: only the initial check)")
+        ->check(CLI::NonNegativeNumber);
+    app.add_flag("--timing", a.timing, "show how long each phase of each round took");
+    app.add_option("--corrupt-frame", a.corrupt,
+                   "testing: corrupt the first frame peer A or B sends each round")
+        ->check(CLI::IsMember({"A", "B"}))
+        ->group("");
+
+    GenOptions g;
+    std::string out;
+    CLI::App *gen = app.add_subcommand(
+        "generate", "write a valid scenario of the given size (identical peers)");
+    gen->add_option("--vnis", g.vnis, "member VNIs")->capture_default_str();
+    gen->add_option("--interfaces", g.interfaces, "peer-link interfaces")->capture_default_str();
+    gen->add_option("--vsis", g.vsis, "service instances per interface")->capture_default_str();
+    gen->add_option("--pairs", g.pairs, "dot1q-to-VNI pairs per service instance")
+        ->capture_default_str();
+    gen->add_option("-o,--output", out, "write to this file instead of standard output");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError &e) {
+        app.exit(e);
+        return kExitUsage;
+    }
+    return gen->parsed() ? run_generate(g, out) : run_scenario(a);
+}

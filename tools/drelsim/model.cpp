@@ -1,0 +1,116 @@
+#include "model.h"
+
+#include <algorithm>
+
+namespace drelsim {
+
+const char *mode_name(uint32_t mode) {
+    switch (mode) {
+    case kModeStatic: return "static";
+    case kModeDfs: return "dfs";
+    case kModeVmt: return "vmt";
+    case kModeVdp: return "vdp";
+    case kModeLldp: return "lldp";
+    default: return "unknown";
+    }
+}
+
+std::string vlan_ranges(const VlanSet &set) {
+    std::string out;
+    for (uint32_t v = 0; v < 4096; ++v) {
+        if (!set.test(v)) continue;
+        uint32_t last = v;
+        while (last + 1 < 4096 && set.test(last + 1))
+            ++last;
+        if (!out.empty()) out += ',';
+        out += std::to_string(v);
+        if (last != v) out += '-' + std::to_string(last);
+        v = last;
+    }
+    return out;
+}
+
+Interface *find_interface(SwitchConfig &sw, uint32_t ifindex) {
+    for (auto &i : sw.interfaces)
+        if (i.ifindex == ifindex) return &i;
+    return nullptr;
+}
+
+const Interface *find_interface(const SwitchConfig &sw, uint32_t ifindex) {
+    for (auto &i : sw.interfaces)
+        if (i.ifindex == ifindex) return &i;
+    return nullptr;
+}
+
+const Interface *find_interface_by_link(const SwitchConfig &sw, uint32_t peer_link) {
+    for (auto &i : sw.interfaces)
+        if (i.peer_link == peer_link) return &i;
+    return nullptr;
+}
+
+ServiceInstance *find_vsi(Interface &iface, uint32_t id) {
+    for (auto &v : iface.vsis)
+        if (v.id == id) return &v;
+    return nullptr;
+}
+
+namespace {
+
+std::string hex(uint32_t v) {
+    char buf[16];
+    snprintf(buf, sizeof buf, "0x%x", v);
+    return buf;
+}
+
+void put_vsi(Interface &iface, const ServiceInstance &vsi) {
+    if (ServiceInstance *old = find_vsi(iface, vsi.id)) {
+        *old = vsi;
+        return;
+    }
+    iface.vsis.push_back(vsi);
+    std::sort(iface.vsis.begin(), iface.vsis.end(), [](auto &a, auto &b) { return a.id < b.id; });
+}
+
+std::optional<std::string> apply_vsi_action(SwitchConfig &sw, const Action &a) {
+    Interface *iface = find_interface(sw, a.ifindex);
+    if (!iface)
+        return "interface " + hex(a.ifindex) + " is not a peer-link interface of this switch";
+    uint32_t id = a.kind == ActionKind::SetServiceInstance ? a.vsi.id : a.vsi_id;
+    ServiceInstance *vsi = find_vsi(*iface, id);
+    switch (a.kind) {
+    case ActionKind::SetServiceInstance: put_vsi(*iface, a.vsi); return {};
+    case ActionKind::SetAdmin:
+        if (!vsi) break;
+        vsi->admin_up = a.admin_up;
+        return {};
+    case ActionKind::DeleteServiceInstance:
+        if (!vsi) break;
+        iface->vsis.erase(iface->vsis.begin() + (vsi - iface->vsis.data()));
+        return {};
+    default: iface->vsis.clear(); return {};
+    }
+    return "service instance " + std::to_string(id) + " is not configured on interface " +
+           hex(a.ifindex) + " at this step";
+}
+
+} // namespace
+
+std::optional<std::string> apply_action(SwitchConfig &sw, const Action &a) {
+    switch (a.kind) {
+    case ActionKind::SetMemberVni: sw.member_vnis[a.vni] = a.bd; return {};
+    case ActionKind::DeleteMemberVni:
+        if (sw.member_vnis.erase(a.vni) == 0)
+            return "VNI " + std::to_string(a.vni) + " is not a member VNI at this step";
+        return {};
+    case ActionKind::AddEncapProfile:
+        for (auto &p : sw.profiles)
+            if (p.name == a.profile.name)
+                return "encap profile \"" + a.profile.name +
+                       "\" exists already (profiles are only added)";
+        sw.profiles.push_back(a.profile);
+        return {};
+    default: return apply_vsi_action(sw, a);
+    }
+}
+
+} // namespace drelsim

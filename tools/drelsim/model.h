@@ -1,0 +1,100 @@
+// The simulated configuration of a switch pair, as read from a scenario.
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace drelsim {
+
+using VlanMap = std::map<uint32_t, uint32_t>; // dot1q -> VNI, ascending VLAN
+using VlanSet = std::bitset<4096>;
+
+enum : uint32_t { kModeStatic = 1, kModeDfs = 2, kModeVmt = 3, kModeVdp = 4, kModeLldp = 5 };
+
+struct ServiceInstance {
+    uint32_t id = 0;
+    bool admin_up = true;
+    uint32_t mode = kModeStatic;
+    VlanMap vlan_to_vni;
+    VlanSet allowed;
+    std::string profile;
+};
+
+struct Interface {
+    uint32_t ifindex = 0;
+    uint32_t peer_link = 0;
+    std::string name;
+    std::vector<ServiceInstance> vsis; // ascending id
+};
+
+struct EncapProfile {
+    std::string name;
+    VlanMap vlan_to_vni; // empty: a profile without a dot1q map
+};
+
+struct SwitchConfig {
+    uint32_t peer_link_version = 40;
+    std::set<uint32_t> fabric_bds;
+    std::map<uint32_t, uint32_t> member_vnis; // VNI -> BD
+    std::vector<EncapProfile> profiles;
+    std::vector<Interface> interfaces;
+};
+
+enum class ActionKind {
+    SetMemberVni,
+    DeleteMemberVni,
+    SetServiceInstance,
+    SetAdmin,
+    DeleteServiceInstance,
+    ClearInterface,
+    AddEncapProfile,
+};
+
+struct Action {
+    ActionKind kind = ActionKind::SetMemberVni;
+    uint32_t ifindex = 0;
+    uint32_t vni = 0;
+    uint32_t bd = 0;
+    uint32_t vsi_id = 0;
+    bool admin_up = true;
+    ServiceInstance vsi;
+    EncapProfile profile;
+    int line = 0; // where the action is written, for messages
+};
+
+struct Step {
+    std::string description;
+    int side = 0; // 0 = A, 1 = B
+    std::vector<Action> actions;
+};
+
+struct Scenario {
+    std::string source; // file name, or "built-in default scenario"
+    std::string name;
+    std::string description;
+    SwitchConfig sw[2];
+    std::vector<Step> steps;
+};
+
+inline char side_name(int side) {
+    return side == 0 ? 'A' : 'B';
+}
+
+const char *mode_name(uint32_t mode);        // "static", "dfs", ...; "mode N" style text for others
+std::string vlan_ranges(const VlanSet &set); // "10-20,30"
+
+Interface *find_interface(SwitchConfig &sw, uint32_t ifindex);
+const Interface *find_interface(const SwitchConfig &sw, uint32_t ifindex);
+const Interface *find_interface_by_link(const SwitchConfig &sw, uint32_t peer_link);
+ServiceInstance *find_vsi(Interface &iface, uint32_t id);
+
+// Applies one step action to the model; returns an explanation when the action does not fit the
+// configuration as it stands (unknown interface, nothing to delete, ...), else nothing.
+std::optional<std::string> apply_action(SwitchConfig &sw, const Action &action);
+
+} // namespace drelsim

@@ -1,0 +1,20 @@
+// One switch of the pair: a process that loads the library and acts as its peer manager.
+#pragma once
+
+#include "model.h"
+
+namespace drelsim {
+
+struct PeerOptions {
+    int side = 0;         // 0 = A, 1 = B
+    int link_fd = -1;     // stream socket to the other peer
+    int result_fd = -1;   // pipe to the parent
+    bool corrupt = false; // corrupt the first frame of every round (testing)
+    bool events = false;  // send the debug history at the end
+    uint32_t rounds = 1;  // initial check plus this many minus one steps
+};
+
+// Runs the peer to the end and leaves the process.
+[[noreturn]] void run_peer(const Scenario &scenario, const PeerOptions &options);
+
+} // namespace drelsim

@@ -1,0 +1,31 @@
+// Runs the two peer processes and gathers what they report.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "model.h"
+#include "results.h"
+
+namespace drelsim {
+
+struct SimOptions {
+    int corrupt_side = -1; // peer whose first frame of each round is corrupted, -1 none
+    int events_side = -1;  // peer whose debug history is wanted, -1 none
+    uint32_t rounds = 1;
+};
+
+struct PeerOutcome {
+    std::vector<RoundResult> rounds;
+    std::string events;
+    std::string fatal; // why the peer process could not finish, empty when it did
+};
+
+struct SimResult {
+    PeerOutcome peer[2];
+    bool complete() const { return peer[0].fatal.empty() && peer[1].fatal.empty(); }
+};
+
+SimResult simulate(const Scenario &scenario, const SimOptions &options);
+
+} // namespace drelsim
