@@ -227,7 +227,8 @@ Interface Parser::interface(const YAML::Node &n, const std::string &path) const 
     each(n["service_instances"], path + ".service_instances", [&](auto &node, auto &p) {
         i.vsis.push_back(vsi(node, p));
         if (!ids.insert(i.vsis.back().id).second)
-            fail(node["id"], p + ".id", "a service-instance id not used before on this interface");
+            fail(node["id"], p + ".id",
+                 "expected a service-instance id not used before on this interface");
     });
     std::sort(i.vsis.begin(), i.vsis.end(), [](auto &a, auto &b) { return a.id < b.id; });
     return i;
@@ -240,10 +241,10 @@ void Parser::check_unique_interfaces(const YAML::Node &list, const std::string &
             std::string at = path + "[" + std::to_string(i) + "]";
             if (ifs[i].ifindex == ifs[j].ifindex)
                 fail(list[i]["ifindex"], at + ".ifindex",
-                     "an ifindex not used before on this switch");
+                     "expected an ifindex not used before on this switch");
             if (ifs[i].peer_link == ifs[j].peer_link)
                 fail(list[i]["peer_link"], at + ".peer_link",
-                     "a peer-link id not used before on this switch");
+                     "expected a peer-link id not used before on this switch");
         }
 }
 
@@ -262,7 +263,7 @@ SwitchConfig Parser::switch_config(const YAML::Node &n, const std::string &path)
             for (size_t k = 0; k + 1 < sw.profiles.size(); ++k)
                 if (sw.profiles[k].name == sw.profiles.back().name)
                     fail(node["name"], p + ".name",
-                         "a profile name not used before on this switch");
+                         "expected a profile name not used before on this switch");
         });
     if (n["interfaces"]) {
         each(n["interfaces"], path + ".interfaces",
@@ -361,7 +362,7 @@ void Parser::replay_steps(Scenario &s, const YAML::Node &steps) const {
                 std::string p =
                     "steps[" + std::to_string(i) + "].actions[" + std::to_string(k) + "]";
                 fail(steps[i]["actions"][k], p,
-                     "an action that fits switch " + std::string(1, side_name(st.side)) +
+                     "expected an action that fits switch " + std::string(1, side_name(st.side)) +
                          " at this step, but " + *err);
             }
         }

@@ -1,0 +1,517 @@
+// End-to-end tests of the peer-pair simulator: each runs the built drelsim on a scenario and
+// checks its exit status and its JSON (or text) report.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <fcntl.h>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+using nlohmann::json;
+
+namespace {
+
+#ifdef DRELSIM_EXE
+constexpr const char *kExe = DRELSIM_EXE;
+const std::string kDir = DRELSIM_SCENARIOS;
+#else
+constexpr const char *kExe = nullptr;
+const std::string kDir;
+#endif
+
+struct Run {
+    int status = -1;
+    std::string out, err;
+    json report() const { return json::parse(out); }
+};
+
+std::string slurp(const std::string &path) {
+    std::ifstream in(path);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+Run run(std::vector<std::string> args) {
+    char out_path[] = "/tmp/drelsim_out_XXXXXX", err_path[] = "/tmp/drelsim_err_XXXXXX";
+    int out_fd = mkstemp(out_path), err_fd = mkstemp(err_path);
+    args.insert(args.begin(), kExe);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(out_fd, 1);
+        dup2(err_fd, 2);
+        std::vector<char *> argv;
+        for (auto &a : args)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        execv(kExe, argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    close(out_fd);
+    close(err_fd);
+    Run r{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out_path),
+          slurp(err_path)};
+    unlink(out_path);
+    unlink(err_path);
+    return r;
+}
+
+std::string scenario(const std::string &name) {
+    return kDir + "/" + name;
+}
+
+Run run_json(const std::string &file, std::vector<std::string> extra = {}) {
+    std::vector<std::string> args;
+    if (!file.empty()) args.push_back(scenario(file));
+    args.push_back("--json");
+    args.insert(args.end(), extra.begin(), extra.end());
+    return run(args);
+}
+
+const json &scope(const json &round, const std::string &which) {
+    for (auto &s : round["scopes"])
+        if ((which == "global" && s["scope"] == "global") ||
+            (s["peer_link"].is_number() && std::to_string(s["peer_link"].get<int>()) == which))
+            return s;
+    static const json none;
+    ADD_FAILURE() << "no scope " << which;
+    return none;
+}
+
+const json &last_round(const json &report) {
+    return report["rounds"].back();
+}
+
+std::vector<unsigned> failed_vnis(const json &peer) {
+    std::vector<unsigned> v;
+    for (auto &f : peer["failed_vnis"])
+        v.push_back(f["vni"].get<unsigned>());
+    return v;
+}
+
+unsigned bd_of(const json &peer, unsigned vni) {
+    for (auto &f : peer["failed_vnis"])
+        if (f["vni"] == vni) return f["bd"].get<unsigned>();
+    ADD_FAILURE() << "VNI " << vni << " is not failed";
+    return 0;
+}
+
+const json &line(const json &scope, const std::string &key) {
+    for (auto &l : scope["parameters"])
+        if (l["key"] == key) return l;
+    static const json none;
+    ADD_FAILURE() << "no parameter " << key;
+    return none;
+}
+
+std::vector<const json *> differing(const json &scope) {
+    std::vector<const json *> v;
+    for (auto &l : scope["parameters"])
+        if (l["differs"].get<bool>()) v.push_back(&l);
+    return v;
+}
+
+std::string check_name(const json &peer, const char *check) {
+    return peer["checks"][check]["name"];
+}
+
+class Drelsim : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
+    }
+};
+
+void expect_all_pass(const json &round) {
+    EXPECT_EQ(round["verdict"], "pass");
+    for (auto &s : round["scopes"]) {
+        EXPECT_EQ(s["verdict"], "pass") << s["title"];
+        for (const char *side : {"A", "B"}) {
+            EXPECT_EQ(s["peers"][side]["verdict"], "pass");
+            EXPECT_TRUE(s["peers"][side]["failed_vnis"].empty());
+        }
+    }
+}
+
+} // namespace
+
+TEST_F(Drelsim, IdenticalPeersPassEveryScope) {
+    Run r = run_json("identical.yaml");
+    ASSERT_EQ(r.status, 0) << r.err;
+    json j = r.report();
+    EXPECT_EQ(j["verdict"], "pass");
+    EXPECT_EQ(j["exit_status"], 0);
+    ASSERT_EQ(j["rounds"].size(), 1u);
+    const json &round = j["rounds"][0];
+    ASSERT_EQ(round["scopes"].size(), 3u);
+    expect_all_pass(round);
+    for (auto &s : round["scopes"]) {
+        EXPECT_TRUE(differing(s).empty());
+        EXPECT_EQ(check_name(s["peers"]["A"], "graceful"), "ZORV_DREL_OK");
+        EXPECT_EQ(check_name(s["peers"]["B"], "strict"), "ZORV_DREL_OK");
+        EXPECT_TRUE(s["peers"]["A"]["checks"]["recheck"]["run"].get<bool>());
+    }
+    const json &g = scope(round, "global");
+    EXPECT_EQ(g["peers"]["A"]["passed_vni_count"], 5); // the five member VNIs
+    EXPECT_EQ(line(g, "vni 10010")["local"], "BD:10 VNI:10010");
+    EXPECT_EQ(line(g, "vni 10010")["peer"], "BD:10 VNI:10010");
+    EXPECT_EQ(line(scope(round, "10"), "service instance 7")["parameter"], "Service instance vni");
+}
+
+TEST_F(Drelsim, VniInAnotherBridgeDomainFailsTheGlobalScope) {
+    Run r = run_json("vni_other_bd.yaml");
+    ASSERT_EQ(r.status, 1) << r.err;
+    const json &round = last_round(r.report());
+    const json &g = scope(round, "global");
+    EXPECT_EQ(g["verdict"], "fail");
+    EXPECT_EQ(check_name(g["peers"]["A"], "graceful"), "ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI");
+    EXPECT_EQ(failed_vnis(g["peers"]["A"]), std::vector<unsigned>{10020});
+    EXPECT_EQ(bd_of(g["peers"]["A"], 10020), 20u);
+    EXPECT_EQ(bd_of(g["peers"]["B"], 10020), 21u);
+    const json &l = line(g, "vni 10020");
+    EXPECT_TRUE(l["differs"].get<bool>());
+    EXPECT_FALSE(l["tolerated"].get<bool>());
+    EXPECT_EQ(l["reason"], "VNI 10020 is in bridge domain 20 here and 21 on the peer");
+    EXPECT_EQ(differing(g).size(), 1u);
+    EXPECT_EQ(scope(round, "10")["verdict"], "pass");
+    EXPECT_EQ(scope(round, "20")["verdict"], "pass");
+}
+
+TEST_F(Drelsim, FabricBridgeDomainDifferencePasses) {
+    Run r = run_json("fabric_bd_diff.yaml");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const json &round = last_round(r.report());
+    expect_all_pass(round);
+    const json &l = line(scope(round, "global"), "vni 10100");
+    EXPECT_TRUE(l["differs"].get<bool>());
+    EXPECT_TRUE(l["tolerated"].get<bool>());
+    EXPECT_NE(l["reason"].get<std::string>().find(
+                  "VNI 10100 is in bridge domain 100 here and 101 on the peer"),
+              std::string::npos);
+    EXPECT_NE(l["reason"].get<std::string>().find("fabric"), std::string::npos);
+}
+
+TEST_F(Drelsim, MissingServiceInstanceIsChargedToItsVnis) {
+    Run r = run_json("vsi_missing.yaml");
+    ASSERT_EQ(r.status, 1) << r.err;
+    const json &round = last_round(r.report());
+    const json &s = scope(round, "20");
+    EXPECT_EQ(s["verdict"], "fail");
+    EXPECT_EQ(check_name(s["peers"]["A"], "graceful"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
+    EXPECT_EQ(failed_vnis(s["peers"]["A"]), std::vector<unsigned>{10040});
+    EXPECT_EQ(bd_of(s["peers"]["A"], 10040), 40u);
+    EXPECT_EQ(s["peers"]["A"]["charged_service_instances"], json::array({12}));
+    EXPECT_EQ(check_name(s["peers"]["B"], "graceful"), "ZORV_DREL_ERR_PARAM_MISSING");
+    EXPECT_EQ(s["peers"]["B"]["tlvs"]["local"], 0);
+    const json &l = line(s, "service instance 12");
+    EXPECT_TRUE(l["peer"].is_null());
+    EXPECT_EQ(l["reason"], "service instance 12 is missing on the peer");
+    EXPECT_EQ(scope(round, "10")["verdict"], "pass");
+}
+
+TEST_F(Drelsim, AdminStatusDifferenceFailsAllVnisOfTheInstance) {
+    Run r = run_json("admin_differs.yaml");
+    ASSERT_EQ(r.status, 1) << r.err;
+    const json &s = scope(last_round(r.report()), "10");
+    EXPECT_EQ(s["verdict"], "fail");
+    for (const char *side : {"A", "B"}) {
+        EXPECT_EQ(check_name(s["peers"][side], "graceful"), "ZORV_DREL_ERR_COMPAT_INTF_VSI")
+            << side;
+        EXPECT_EQ(failed_vnis(s["peers"][side]), (std::vector<unsigned>{10010, 10020})) << side;
+        EXPECT_EQ(s["peers"][side]["charged_service_instances"], json::array({7})) << side;
+    }
+    EXPECT_EQ(bd_of(s["peers"]["A"], 10010), 10u);
+    EXPECT_EQ(line(s, "service instance 7")["reason"],
+              "service instance 7 is admin down on the peer");
+    EXPECT_FALSE(line(s, "service instance 8")["differs"].get<bool>());
+}
+
+TEST_F(Drelsim, MappingModeDifferenceFailsTheStrictCheck) {
+    Run r = run_json("map_mode_differs.yaml");
+    ASSERT_EQ(r.status, 1) << r.err;
+    const json &s = scope(last_round(r.report()), "10");
+    EXPECT_EQ(s["verdict"], "fail");
+    EXPECT_EQ(check_name(s["peers"]["A"], "strict"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
+    EXPECT_EQ(check_name(s["peers"]["B"], "strict"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
+    EXPECT_EQ(check_name(s["peers"]["A"], "graceful"), "ZORV_DREL_OK");
+    EXPECT_EQ(line(s, "service instance 7")["reason"],
+              "service instance 7 uses mapping mode static here and DFS on the peer");
+}
+
+TEST_F(Drelsim, ProfileNameDifferenceFailsAtVersion40) {
+    Run r = run_json("profile_name_v40.yaml");
+    ASSERT_EQ(r.status, 1) << r.err;
+    const json &s = scope(last_round(r.report()), "10");
+    EXPECT_EQ(s["verdict"], "fail");
+    EXPECT_EQ(check_name(s["peers"]["A"], "strict"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
+    const json &l = line(s, "service instance 7");
+    EXPECT_FALSE(l["tolerated"].get<bool>());
+    EXPECT_EQ(l["reason"], "service instance 7 uses encap profile \"tenant-blue\" here and "
+                           "\"tenant-blue-v2\" on the peer");
+}
+
+TEST_F(Drelsim, ProfileNameDifferencePassesAtVersion39) {
+    Run r = run_json("profile_name_v39.yaml");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const json &round = last_round(r.report());
+    expect_all_pass(round);
+    const json &l = line(scope(round, "10"), "service instance 7");
+    EXPECT_TRUE(l["differs"].get<bool>());
+    EXPECT_TRUE(l["tolerated"].get<bool>());
+    EXPECT_NE(l["reason"].get<std::string>().find("not compared at peer-link version 39"),
+              std::string::npos);
+}
+
+TEST_F(Drelsim, DeletionStepMakesThePairConsistentAgain) {
+    Run r = run_json("delete_step.yaml");
+    ASSERT_EQ(r.status, 0) << r.err;
+    json j = r.report();
+    ASSERT_EQ(j["rounds"].size(), 2u);
+    const json &before = scope(j["rounds"][0], "10");
+    EXPECT_EQ(before["verdict"], "fail");
+    EXPECT_EQ(line(before, "service instance 9")["reason"],
+              "service instance 9 exists only on the peer");
+    EXPECT_EQ(j["rounds"][1]["step"]["switch"], "B");
+    expect_all_pass(j["rounds"][1]);
+}
+
+TEST_F(Drelsim, StepOptionStopsAfterThatStep) {
+    Run r = run_json("delete_step.yaml", {"--step", "0"});
+    ASSERT_EQ(r.status, 1) << r.err;
+    json j = r.report();
+    ASSERT_EQ(j["rounds"].size(), 1u);
+    EXPECT_EQ(j["verdict"], "fail");
+}
+
+TEST_F(Drelsim, StepBeyondTheScenarioIsAUsageError) {
+    Run r = run({scenario("delete_step.yaml"), "--step", "2"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("--step 2"), std::string::npos) << r.err;
+    EXPECT_TRUE(r.out.empty());
+}
+
+TEST_F(Drelsim, EveryKindOfStepActionReachesTheLibrary) {
+    Run r = run_json("change_steps.yaml");
+    ASSERT_EQ(r.status, 1) << r.err; // the last step leaves a member VNI on A only
+    json j = r.report();
+    ASSERT_EQ(j["rounds"].size(), 12u);
+    const char *expected[] = {"pass", "fail", "pass", "fail", "pass", "fail",
+                              "pass", "fail", "pass", "fail", "pass", "fail"};
+    for (size_t i = 0; i < 12; ++i) {
+        EXPECT_EQ(j["rounds"][i]["verdict"], expected[i]) << "round " << i;
+        EXPECT_TRUE(j["rounds"][i]["notes"]["A"].empty()) << j["rounds"][i]["notes"]["A"];
+        EXPECT_TRUE(j["rounds"][i]["notes"]["B"].empty()) << j["rounds"][i]["notes"]["B"];
+    }
+    const json &remap = scope(j["rounds"][3], "10");
+    EXPECT_EQ(line(remap, "service instance 7")["reason"],
+              "VLAN 20 maps to VNI 10030 here and 10020 on the peer");
+    EXPECT_EQ(failed_vnis(remap["peers"]["A"]), std::vector<unsigned>{10030});
+    const json &cleared = scope(j["rounds"][6], "20");
+    EXPECT_EQ(cleared["peers"]["A"]["status"], "skipped");
+    EXPECT_EQ(line(scope(j["rounds"][7], "global"), "vni 10050")["reason"],
+              "VNI 10050 is a member VNI (bridge domain 50) here but not on the peer");
+    EXPECT_TRUE(line(scope(j["rounds"][10], "global"), "profile tenant-red")["local"].is_string());
+    EXPECT_EQ(check_name(scope(j["rounds"][11], "global")["peers"]["A"], "graceful"),
+              "ZORV_DREL_ERR_INVALID_ARG");
+}
+
+TEST_F(Drelsim, DefaultScenarioChargesTheOneDifference) {
+    Run r = run_json("");
+    ASSERT_EQ(r.status, 1) << r.err;
+    json j = r.report();
+    EXPECT_EQ(j["scenario"]["source"], "built-in default scenario");
+    const json &round = last_round(j);
+    EXPECT_EQ(scope(round, "global")["verdict"], "pass");
+    EXPECT_EQ(scope(round, "20")["verdict"], "pass");
+    const json &s = scope(round, "10");
+    EXPECT_EQ(s["verdict"], "fail");
+    EXPECT_EQ(failed_vnis(s["peers"]["A"]), std::vector<unsigned>{10020});
+    EXPECT_EQ(bd_of(s["peers"]["A"], 10020), 20u);
+    EXPECT_EQ(failed_vnis(s["peers"]["B"]), std::vector<unsigned>{10021});
+    EXPECT_EQ(bd_of(s["peers"]["B"], 10021), 0u); // not a member VNI on B
+    EXPECT_EQ(s["peers"]["A"]["charged_service_instances"], json::array({7}));
+    auto diffs = differing(s);
+    ASSERT_EQ(diffs.size(), 1u);
+    EXPECT_EQ((*diffs[0])["reason"], "VLAN 20 maps to VNI 10020 here and 10021 on the peer");
+}
+
+TEST_F(Drelsim, TextReportShowsTheTableAndTheReason) {
+    Run r = run({});
+    ASSERT_EQ(r.status, 1) << r.err;
+    EXPECT_NE(r.out.find("Local value (A)"), std::string::npos);
+    EXPECT_NE(r.out.find("Peer value (B)"), std::string::npos);
+    EXPECT_NE(r.out.find("reason: VLAN 20 maps to VNI 10020 here and 10021 on the peer"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("failed VNIs: 10020 (BD 20)"), std::string::npos);
+    EXPECT_NE(r.out.find("service instances charged: 7"), std::string::npos);
+    EXPECT_NE(r.out.find("ZORV_DREL_ERR_COMPAT_INTF_VSI"), std::string::npos);
+    EXPECT_NE(r.out.find("Result: FAIL"), std::string::npos);
+}
+
+TEST_F(Drelsim, DiffShowsOnlyDifferingRows) {
+    Run r = run_json("", {"--diff"});
+    ASSERT_EQ(r.status, 1) << r.err;
+    size_t rows = 0;
+    for (auto &s : last_round(r.report())["scopes"])
+        for (auto &l : s["parameters"]) {
+            EXPECT_TRUE(l["differs"].get<bool>());
+            ++rows;
+        }
+    EXPECT_EQ(rows, 1u);
+    Run text = run({"--diff"});
+    EXPECT_NE(text.out.find("No parameter differs."), std::string::npos);
+    EXPECT_EQ(text.out.find("BD:10 VNI:10010"), std::string::npos);
+}
+
+TEST_F(Drelsim, EventsShowThePeersDebugHistory) {
+    Run r = run_json("identical.yaml", {"--events", "B"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    json j = r.report();
+    EXPECT_EQ(j["events"]["peer"], "B");
+    ASSERT_FALSE(j["events"]["lines"].empty());
+    bool compat = false;
+    for (auto &l : j["events"]["lines"])
+        compat = compat || l.get<std::string>().find("zorv_drel_type1_cfg_compat_check(") !=
+                               std::string::npos;
+    EXPECT_TRUE(compat);
+    Run text = run({scenario("identical.yaml"), "--events", "A"});
+    EXPECT_NE(text.out.find("Debug history of peer A:"), std::string::npos);
+}
+
+TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
+    Run r = run_json("identical.yaml", {"--corrupt-frame", "A"});
+    ASSERT_EQ(r.status, 1) << r.err;
+    const json &g = scope(last_round(r.report()), "global");
+    EXPECT_EQ(g["verdict"], "fail");
+    const json &b = g["peers"]["B"];
+    EXPECT_EQ(b["status"], "refused");
+    EXPECT_NE(b["frame_error"].get<std::string>().find("frame carries"), std::string::npos);
+    for (const char *check : {"graceful", "strict", "recheck"})
+        EXPECT_FALSE(b["checks"][check]["run"].get<bool>());
+    EXPECT_EQ(g["peers"]["A"]["status"], "checked"); // B's frame to A was intact
+    EXPECT_EQ(g["peers"]["A"]["verdict"], "pass");
+    EXPECT_EQ(scope(last_round(r.report()), "10")["verdict"], "pass");
+}
+
+TEST_F(Drelsim, HelpListsTheOptions) {
+    Run r = run({"--help"});
+    EXPECT_EQ(r.status, 0);
+    for (const char *opt : {"--json", "--diff", "--events", "--step", "generate"})
+        EXPECT_NE(r.out.find(opt), std::string::npos) << opt;
+    EXPECT_EQ(r.out.find("--corrupt-frame"), std::string::npos);
+}
+
+TEST_F(Drelsim, UsageErrorsExitWithTwo) {
+    EXPECT_EQ(run({"--no-such-option"}).status, 2);
+    EXPECT_EQ(run({"--events", "C"}).status, 2);
+    EXPECT_EQ(run({"--step", "-1"}).status, 2);
+    EXPECT_EQ(run({scenario("no_such_file.yaml")}).status, 2);
+    EXPECT_EQ(run({"generate", "--pairs", "5000"}).status, 2);
+}
+
+TEST_F(Drelsim, GeneratedScenarioRunsAndPasses) {
+    char path[] = "/tmp/drelsim_gen_XXXXXX";
+    close(mkstemp(path));
+    Run g = run({"generate", "--vnis", "100", "--interfaces", "3", "--vsis", "4", "--pairs", "5",
+                 "-o", path});
+    ASSERT_EQ(g.status, 0) << g.err;
+    Run r = run({path, "--json"});
+    unlink(path);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const json &round = last_round(r.report());
+    EXPECT_EQ(round["scopes"].size(), 4u);
+    expect_all_pass(round);
+    EXPECT_EQ(scope(round, "global")["peers"]["A"]["passed_vni_count"], 100);
+    EXPECT_EQ(scope(round, "3")["peers"]["B"]["tlvs"]["local"], 4);
+    Run out = run({"generate", "--vnis", "2", "--interfaces", "1", "--vsis", "1", "--pairs", "1"});
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NE(out.out.find("switches:"), std::string::npos);
+}
+
+struct ErrorCase {
+    const char *file;
+    int line;
+    const char *field;
+    const char *expected;
+};
+
+class ScenarioErrors : public ::testing::TestWithParam<ErrorCase> {
+  protected:
+    void SetUp() override {
+        if (!kExe) GTEST_SKIP() << "drelsim is not built";
+    }
+};
+
+TEST_P(ScenarioErrors, NameFileLineFieldAndExpectation) {
+    const ErrorCase &c = GetParam();
+    const std::string path = scenario(std::string("errors/") + c.file);
+    Run r = run({path, "--json"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_TRUE(r.out.empty()) << r.out;
+    const std::string head =
+        "drelsim: scenario error: " + path + ":" + std::to_string(c.line) + ": " + c.field + ": ";
+    EXPECT_EQ(r.err.rfind(head, 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(c.expected), std::string::npos) << r.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Drelsim, ScenarioErrors,
+    ::testing::Values(
+        ErrorCase{"syntax.yaml", 6, "(YAML syntax)", "expected well-formed YAML"},
+        ErrorCase{"unknown_field.yaml", 8, "switches.A.interfaces[0].service_instance",
+                  "unknown field (expected one of ifindex, peer_link, name, service_instances)"},
+        ErrorCase{"bad_mode.yaml", 9, "switches.A.interfaces[0].service_instances[0].mode",
+                  "expected one of static, dfs, vmt, vdp, lldp (got \"dynamic\")"},
+        ErrorCase{"bad_vlan_range.yaml", 11,
+                  "switches.B.interfaces[0].service_instances[0].allowed_vlans",
+                  "expected a VLAN range list"},
+        ErrorCase{"vni_out_of_range.yaml", 10,
+                  "switches.A.interfaces[0].service_instances[0].vlan_to_vni.20",
+                  "expected a VNI 1..16777215 (got \"16777216\")"},
+        ErrorCase{"missing_switch.yaml", 4, "switches.B",
+                  "missing field: expected the configuration of switch B"},
+        ErrorCase{"missing_field.yaml", 7, "switches.B.interfaces[0].peer_link",
+                  "missing field: expected a peer-link id"},
+        ErrorCase{"duplicate_vsi.yaml", 10, "switches.A.interfaces[0].service_instances[1].id",
+                  "expected a service-instance id not used before"},
+        ErrorCase{"duplicate_peer_link.yaml", 7, "switches.A.interfaces[1].peer_link",
+                  "expected a peer-link id not used before"},
+        ErrorCase{"duplicate_vlan.yaml", 9,
+                  "switches.A.interfaces[0].service_instances[0].vlan_to_vni.10",
+                  "expected each VLAN once"},
+        ErrorCase{"bad_admin.yaml", 9, "switches.A.interfaces[0].service_instances[0].admin",
+                  "expected up or down (got \"enabled\")"},
+        ErrorCase{"bad_ifindex.yaml", 6, "switches.A.interfaces[0].ifindex",
+                  "expected an interface index"},
+        ErrorCase{"vsi_id_zero.yaml", 9, "switches.A.interfaces[0].service_instances[0].id",
+                  "expected a service-instance id 1..4294967295 (got \"0\")"},
+        ErrorCase{"bd_out_of_range.yaml", 5, "switches.A.member_vnis.10020",
+                  "expected a bridge domain 1..4095"},
+        ErrorCase{"bad_step_switch.yaml", 8, "steps[0].switch", "expected A or B (got \"C\")"},
+        ErrorCase{"step_unknown_action.yaml", 9, "steps[0].actions[0].reboot",
+                  "unknown field (expected one of"},
+        ErrorCase{"step_unknown_interface.yaml", 12, "steps[0].actions[1]",
+                  "interface 0x40014 is not a peer-link interface of this switch"},
+        ErrorCase{"step_nothing_to_delete.yaml", 13, "steps[1].actions[0]",
+                  "VNI 10010 is not a member VNI at this step"},
+        ErrorCase{"not_a_mapping.yaml", 2, "(top level)", "expected a mapping"},
+        ErrorCase{"empty.yaml", 1, "(top level)", "expected a mapping with the field switches"}),
+    [](const auto &info) {
+        std::string n, file = info.param.file;
+        bool up = true;
+        for (char ch : file.substr(0, file.find('.'))) {
+            if (ch == '_')
+                up = true;
+            else
+                n += up ? static_cast<char>(std::toupper(ch)) : ch, up = false;
+        }
+        return n;
+    });
