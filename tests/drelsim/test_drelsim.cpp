@@ -21,11 +21,11 @@ namespace {
 constexpr const char *kExe = DRELSIM_EXE;
 const std::string kDir = DRELSIM_SCENARIOS;
 #else
-constexpr const char *kExe = nullptr;
+constexpr const char *kExe = "";
 const std::string kDir;
 #endif
 
-struct Run {
+struct Outcome {
     int status = -1;
     std::string out, err;
     json report() const { return json::parse(out); }
@@ -38,7 +38,7 @@ std::string slurp(const std::string &path) {
     return ss.str();
 }
 
-Run run(std::vector<std::string> args) {
+Outcome run(std::vector<std::string> args) {
     char out_path[] = "/tmp/drelsim_out_XXXXXX", err_path[] = "/tmp/drelsim_err_XXXXXX";
     int out_fd = mkstemp(out_path), err_fd = mkstemp(err_path);
     args.insert(args.begin(), kExe);
@@ -57,8 +57,8 @@ Run run(std::vector<std::string> args) {
     waitpid(pid, &status, 0);
     close(out_fd);
     close(err_fd);
-    Run r{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out_path),
-          slurp(err_path)};
+    Outcome r{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out_path),
+              slurp(err_path)};
     unlink(out_path);
     unlink(err_path);
     return r;
@@ -68,7 +68,7 @@ std::string scenario(const std::string &name) {
     return kDir + "/" + name;
 }
 
-Run run_json(const std::string &file, std::vector<std::string> extra = {}) {
+Outcome run_json(const std::string &file, std::vector<std::string> extra = {}) {
     std::vector<std::string> args;
     if (!file.empty()) args.push_back(scenario(file));
     args.push_back("--json");
@@ -126,7 +126,7 @@ std::string check_name(const json &peer, const char *check) {
 class Drelsim : public ::testing::Test {
   protected:
     void SetUp() override {
-        if (!kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
+        if (!*kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
     }
 };
 
@@ -144,7 +144,7 @@ void expect_all_pass(const json &round) {
 } // namespace
 
 TEST_F(Drelsim, IdenticalPeersPassEveryScope) {
-    Run r = run_json("identical.yaml");
+    Outcome r = run_json("identical.yaml");
     ASSERT_EQ(r.status, 0) << r.err;
     json j = r.report();
     EXPECT_EQ(j["verdict"], "pass");
@@ -167,7 +167,7 @@ TEST_F(Drelsim, IdenticalPeersPassEveryScope) {
 }
 
 TEST_F(Drelsim, VniInAnotherBridgeDomainFailsTheGlobalScope) {
-    Run r = run_json("vni_other_bd.yaml");
+    Outcome r = run_json("vni_other_bd.yaml");
     ASSERT_EQ(r.status, 1) << r.err;
     const json &round = last_round(r.report());
     const json &g = scope(round, "global");
@@ -186,7 +186,7 @@ TEST_F(Drelsim, VniInAnotherBridgeDomainFailsTheGlobalScope) {
 }
 
 TEST_F(Drelsim, FabricBridgeDomainDifferencePasses) {
-    Run r = run_json("fabric_bd_diff.yaml");
+    Outcome r = run_json("fabric_bd_diff.yaml");
     ASSERT_EQ(r.status, 0) << r.err;
     const json &round = last_round(r.report());
     expect_all_pass(round);
@@ -200,7 +200,7 @@ TEST_F(Drelsim, FabricBridgeDomainDifferencePasses) {
 }
 
 TEST_F(Drelsim, MissingServiceInstanceIsChargedToItsVnis) {
-    Run r = run_json("vsi_missing.yaml");
+    Outcome r = run_json("vsi_missing.yaml");
     ASSERT_EQ(r.status, 1) << r.err;
     const json &round = last_round(r.report());
     const json &s = scope(round, "20");
@@ -218,7 +218,7 @@ TEST_F(Drelsim, MissingServiceInstanceIsChargedToItsVnis) {
 }
 
 TEST_F(Drelsim, AdminStatusDifferenceFailsAllVnisOfTheInstance) {
-    Run r = run_json("admin_differs.yaml");
+    Outcome r = run_json("admin_differs.yaml");
     ASSERT_EQ(r.status, 1) << r.err;
     const json &s = scope(last_round(r.report()), "10");
     EXPECT_EQ(s["verdict"], "fail");
@@ -235,7 +235,7 @@ TEST_F(Drelsim, AdminStatusDifferenceFailsAllVnisOfTheInstance) {
 }
 
 TEST_F(Drelsim, MappingModeDifferenceFailsTheStrictCheck) {
-    Run r = run_json("map_mode_differs.yaml");
+    Outcome r = run_json("map_mode_differs.yaml");
     ASSERT_EQ(r.status, 1) << r.err;
     const json &s = scope(last_round(r.report()), "10");
     EXPECT_EQ(s["verdict"], "fail");
@@ -247,7 +247,7 @@ TEST_F(Drelsim, MappingModeDifferenceFailsTheStrictCheck) {
 }
 
 TEST_F(Drelsim, ProfileNameDifferenceFailsAtVersion40) {
-    Run r = run_json("profile_name_v40.yaml");
+    Outcome r = run_json("profile_name_v40.yaml");
     ASSERT_EQ(r.status, 1) << r.err;
     const json &s = scope(last_round(r.report()), "10");
     EXPECT_EQ(s["verdict"], "fail");
@@ -259,7 +259,7 @@ TEST_F(Drelsim, ProfileNameDifferenceFailsAtVersion40) {
 }
 
 TEST_F(Drelsim, ProfileNameDifferencePassesAtVersion39) {
-    Run r = run_json("profile_name_v39.yaml");
+    Outcome r = run_json("profile_name_v39.yaml");
     ASSERT_EQ(r.status, 0) << r.err;
     const json &round = last_round(r.report());
     expect_all_pass(round);
@@ -271,7 +271,7 @@ TEST_F(Drelsim, ProfileNameDifferencePassesAtVersion39) {
 }
 
 TEST_F(Drelsim, DeletionStepMakesThePairConsistentAgain) {
-    Run r = run_json("delete_step.yaml");
+    Outcome r = run_json("delete_step.yaml");
     ASSERT_EQ(r.status, 0) << r.err;
     json j = r.report();
     ASSERT_EQ(j["rounds"].size(), 2u);
@@ -284,7 +284,7 @@ TEST_F(Drelsim, DeletionStepMakesThePairConsistentAgain) {
 }
 
 TEST_F(Drelsim, StepOptionStopsAfterThatStep) {
-    Run r = run_json("delete_step.yaml", {"--step", "0"});
+    Outcome r = run_json("delete_step.yaml", {"--step", "0"});
     ASSERT_EQ(r.status, 1) << r.err;
     json j = r.report();
     ASSERT_EQ(j["rounds"].size(), 1u);
@@ -292,14 +292,14 @@ TEST_F(Drelsim, StepOptionStopsAfterThatStep) {
 }
 
 TEST_F(Drelsim, StepBeyondTheScenarioIsAUsageError) {
-    Run r = run({scenario("delete_step.yaml"), "--step", "2"});
+    Outcome r = run({scenario("delete_step.yaml"), "--step", "2"});
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.err.find("--step 2"), std::string::npos) << r.err;
     EXPECT_TRUE(r.out.empty());
 }
 
 TEST_F(Drelsim, EveryKindOfStepActionReachesTheLibrary) {
-    Run r = run_json("change_steps.yaml");
+    Outcome r = run_json("change_steps.yaml");
     ASSERT_EQ(r.status, 1) << r.err; // the last step leaves a member VNI on A only
     json j = r.report();
     ASSERT_EQ(j["rounds"].size(), 12u);
@@ -324,7 +324,7 @@ TEST_F(Drelsim, EveryKindOfStepActionReachesTheLibrary) {
 }
 
 TEST_F(Drelsim, DefaultScenarioChargesTheOneDifference) {
-    Run r = run_json("");
+    Outcome r = run_json("");
     ASSERT_EQ(r.status, 1) << r.err;
     json j = r.report();
     EXPECT_EQ(j["scenario"]["source"], "built-in default scenario");
@@ -344,7 +344,7 @@ TEST_F(Drelsim, DefaultScenarioChargesTheOneDifference) {
 }
 
 TEST_F(Drelsim, TextReportShowsTheTableAndTheReason) {
-    Run r = run({});
+    Outcome r = run({});
     ASSERT_EQ(r.status, 1) << r.err;
     EXPECT_NE(r.out.find("Local value (A)"), std::string::npos);
     EXPECT_NE(r.out.find("Peer value (B)"), std::string::npos);
@@ -357,7 +357,7 @@ TEST_F(Drelsim, TextReportShowsTheTableAndTheReason) {
 }
 
 TEST_F(Drelsim, DiffShowsOnlyDifferingRows) {
-    Run r = run_json("", {"--diff"});
+    Outcome r = run_json("", {"--diff"});
     ASSERT_EQ(r.status, 1) << r.err;
     size_t rows = 0;
     for (auto &s : last_round(r.report())["scopes"])
@@ -366,13 +366,13 @@ TEST_F(Drelsim, DiffShowsOnlyDifferingRows) {
             ++rows;
         }
     EXPECT_EQ(rows, 1u);
-    Run text = run({"--diff"});
+    Outcome text = run({"--diff"});
     EXPECT_NE(text.out.find("No parameter differs."), std::string::npos);
     EXPECT_EQ(text.out.find("BD:10 VNI:10010"), std::string::npos);
 }
 
 TEST_F(Drelsim, EventsShowThePeersDebugHistory) {
-    Run r = run_json("identical.yaml", {"--events", "B"});
+    Outcome r = run_json("identical.yaml", {"--events", "B"});
     ASSERT_EQ(r.status, 0) << r.err;
     json j = r.report();
     EXPECT_EQ(j["events"]["peer"], "B");
@@ -382,12 +382,12 @@ TEST_F(Drelsim, EventsShowThePeersDebugHistory) {
         compat = compat || l.get<std::string>().find("zorv_drel_type1_cfg_compat_check(") !=
                                std::string::npos;
     EXPECT_TRUE(compat);
-    Run text = run({scenario("identical.yaml"), "--events", "A"});
+    Outcome text = run({scenario("identical.yaml"), "--events", "A"});
     EXPECT_NE(text.out.find("Debug history of peer A:"), std::string::npos);
 }
 
 TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
-    Run r = run_json("identical.yaml", {"--corrupt-frame", "A"});
+    Outcome r = run_json("identical.yaml", {"--corrupt-frame", "A"});
     ASSERT_EQ(r.status, 1) << r.err;
     const json &g = scope(last_round(r.report()), "global");
     EXPECT_EQ(g["verdict"], "fail");
@@ -402,7 +402,7 @@ TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
 }
 
 TEST_F(Drelsim, HelpListsTheOptions) {
-    Run r = run({"--help"});
+    Outcome r = run({"--help"});
     EXPECT_EQ(r.status, 0);
     for (const char *opt : {"--json", "--diff", "--events", "--step", "generate"})
         EXPECT_NE(r.out.find(opt), std::string::npos) << opt;
@@ -420,10 +420,10 @@ TEST_F(Drelsim, UsageErrorsExitWithTwo) {
 TEST_F(Drelsim, GeneratedScenarioRunsAndPasses) {
     char path[] = "/tmp/drelsim_gen_XXXXXX";
     close(mkstemp(path));
-    Run g = run({"generate", "--vnis", "100", "--interfaces", "3", "--vsis", "4", "--pairs", "5",
-                 "-o", path});
+    Outcome g = run({"generate", "--vnis", "100", "--interfaces", "3", "--vsis", "4", "--pairs",
+                     "5", "-o", path});
     ASSERT_EQ(g.status, 0) << g.err;
-    Run r = run({path, "--json"});
+    Outcome r = run({path, "--json"});
     unlink(path);
     ASSERT_EQ(r.status, 0) << r.err;
     const json &round = last_round(r.report());
@@ -431,7 +431,8 @@ TEST_F(Drelsim, GeneratedScenarioRunsAndPasses) {
     expect_all_pass(round);
     EXPECT_EQ(scope(round, "global")["peers"]["A"]["passed_vni_count"], 100);
     EXPECT_EQ(scope(round, "3")["peers"]["B"]["tlvs"]["local"], 4);
-    Run out = run({"generate", "--vnis", "2", "--interfaces", "1", "--vsis", "1", "--pairs", "1"});
+    Outcome out =
+        run({"generate", "--vnis", "2", "--interfaces", "1", "--vsis", "1", "--pairs", "1"});
     EXPECT_EQ(out.status, 0);
     EXPECT_NE(out.out.find("switches:"), std::string::npos);
 }
@@ -443,17 +444,31 @@ struct ErrorCase {
     const char *expected;
 };
 
+std::string case_name(const ::testing::TestParamInfo<ErrorCase> &info) {
+    std::string n, file = info.param.file;
+    bool up = true;
+    for (char ch : file.substr(0, file.find('.'))) {
+        if (ch == '_') {
+            up = true;
+            continue;
+        }
+        n += up ? static_cast<char>(std::toupper(static_cast<unsigned char>(ch))) : ch;
+        up = false;
+    }
+    return n;
+}
+
 class ScenarioErrors : public ::testing::TestWithParam<ErrorCase> {
   protected:
     void SetUp() override {
-        if (!kExe) GTEST_SKIP() << "drelsim is not built";
+        if (!*kExe) GTEST_SKIP() << "drelsim is not built";
     }
 };
 
 TEST_P(ScenarioErrors, NameFileLineFieldAndExpectation) {
     const ErrorCase &c = GetParam();
     const std::string path = scenario(std::string("errors/") + c.file);
-    Run r = run({path, "--json"});
+    Outcome r = run({path, "--json"});
     EXPECT_EQ(r.status, 2);
     EXPECT_TRUE(r.out.empty()) << r.out;
     const std::string head =
@@ -504,14 +519,4 @@ INSTANTIATE_TEST_SUITE_P(
                   "VNI 10010 is not a member VNI at this step"},
         ErrorCase{"not_a_mapping.yaml", 2, "(top level)", "expected a mapping"},
         ErrorCase{"empty.yaml", 1, "(top level)", "expected a mapping with the field switches"}),
-    [](const auto &info) {
-        std::string n, file = info.param.file;
-        bool up = true;
-        for (char ch : file.substr(0, file.find('.'))) {
-            if (ch == '_')
-                up = true;
-            else
-                n += up ? static_cast<char>(std::toupper(ch)) : ch, up = false;
-        }
-        return n;
-    });
+    case_name);
