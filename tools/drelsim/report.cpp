@@ -98,8 +98,7 @@ void table(std::ostream &os, const ScopeView &sv, const ReportOptions &o) {
 }
 
 void scope_text(std::ostream &os, const ScopeView &sv, const ReportOptions &o) {
-    std::string head = "Scope " + sv.title + " ";
-    os << "\n" << pad(head, 72 - 4) << verdict(sv.pass) << "\n";
+    os << "\n" << verdict(sv.pass) << "  " << sv.title << "\n";
     for (int side = 0; side < 2; ++side)
         peer_lines(os, side, sv.peer[side]);
     table(os, sv, o);
