@@ -1,1 +1,289 @@
-// placeholder until this subsystem lands
+// zorv_drel_frame.cpp - the library frame: memory types, zero-filled tracked allocation, type
+// names and check codes, the two debug channels, load/unload, and the type-1 value builders.
+#include <arpa/inet.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <strings.h>
+
+#include "zorv_drel_internal.h"
+
+namespace {
+
+// Process-wide state of the two debug channels; never reset, never closed.
+FILE *zorv_drel_lib_debug_file = nullptr;
+uint32_t zorv_drel_lib_logbuf_init_done = 0;
+
+constexpr uint32_t kLogbufSize = 0x80000;
+constexpr const char *kDebugFileBase = "/qirra/tmp/zorv_drel_lib_dbg.log";
+constexpr const char *kLibName = "ZORV DREL Type-1 CFG LIB";
+constexpr uint32_t kRegisteredTypes = 15; // every type but ZORV_DREL_LIB_MEM_MAX
+
+// Indexed by type code; codes 0, 3 and 4 are not defined.
+constexpr std::array<const char *, 10> kTypeNames = {"",
+                                                     "Gbl Encap Profile",
+                                                     "Gbl Encap Dot1q Map",
+                                                     "",
+                                                     "",
+                                                     "Intf Vsi Id, Admin Status",
+                                                     "Intf Vsi Encap Prof",
+                                                     "Intf Vsi Encap Dot1q Map",
+                                                     "Gbl Member Vni",
+                                                     "Intf Vsi Attributes"};
+
+constexpr std::array<uint32_t, 10> kCompatCodes = {ZORV_DREL_ERR_FAILURE,
+                                                   ZORV_DREL_ERR_COMPAT_GBL_ENCAP_PROFILE,
+                                                   ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP,
+                                                   ZORV_DREL_ERR_FAILURE,
+                                                   ZORV_DREL_ERR_FAILURE,
+                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI,
+                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_PROF,
+                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_DOT1Q_MAP,
+                                                   ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI,
+                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI};
+
+// The largest pair count whose type-9 value length still fits the 16-bit TLV length.
+constexpr uint32_t kMaxValuePairs = (0xFFFFu - ZORV_VSI_ALL_FIXED_LEN) / 8u;
+
+uint32_t context_number() noexcept {
+    return system_context_id_get() & 0xFFFFu;
+}
+
+// Opens the debug file of this context and writes its header; false when it cannot be opened.
+bool open_debug_file() noexcept {
+    char path[128];
+    std::snprintf(path, sizeof path, "%s.%d", kDebugFileBase, static_cast<int>(context_number()));
+    FILE *f = std::fopen(path, "a");
+    if (f == nullptr) return false;
+    zorv_drel_lib_debug_file = f;
+    std::fprintf(f, "ZORV DREL Type-1 cfg debug file KOX:%d \n--------------------------------\n",
+                 static_cast<int>(context_number()));
+    return true;
+}
+
+uint32_t alloc_member_vni(const gbl_cfg_memvni_avl_node_t &node, uint16_t *out_type,
+                          uint16_t *out_len, void **out_value) noexcept {
+    auto *v = static_cast<member_vni_t *>(
+        zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_member_vni_t, ZORV_MEMBER_VNI_LEN));
+    if (v == nullptr) {
+        ZLOG_AS("zorv_drel_lib_alloc_tlv", "%s(%d): Failed malloc for sz:%d\n",
+                static_cast<int>(ZORV_MEMBER_VNI_LEN));
+        return ZORV_DREL_ERR_NO_MEMORY;
+    }
+    v->bd = node.bd; // the wire value is {bd, vni}, the node {vni, bd}
+    v->vni = node.vni;
+    *out_value = v;
+    *out_type = ZORV_TYPE1_GBL_MEMBER_VNI;
+    *out_len = ZORV_MEMBER_VNI_LEN;
+    return ZORV_DREL_OK;
+}
+
+// Writes the node's mapped VLANs as pairs in ascending VLAN order, at most `count` of them.
+void fill_pairs(const if_cfg_avl_node_t &node, vsi_all_t &v, uint32_t count) noexcept {
+    ZLOG_AS("zorv_drel_lib_alloc_tlv", "%s(%d): setting dyn map(%d): ", static_cast<int>(count));
+    int32_t written = 0;
+    for (uint32_t vlan = 0; vlan < ZORV_DOT1Q_COUNT && written < static_cast<int32_t>(count);
+         ++vlan) {
+        const uint32_t vni = node.dot1q_vni[vlan];
+        if (vni == 0) continue;
+        ZLOG_RAW("%d)%d,%d ", written, static_cast<int>(vlan), static_cast<int>(vni));
+        v.dyn_map[written].vni = vni;
+        v.dyn_map[written].dot1q = vlan;
+        ++written;
+    }
+}
+
+uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, uint16_t *out_type, uint16_t *out_len,
+                       void **out_value) noexcept {
+    const uint32_t count = node.dyn_map_cnt;
+    if (count > kMaxValuePairs) return ZORV_DREL_ERR_INVALID_ARG; // no TLV can carry it
+    const uint32_t len = zorv::vsi_all_len(count);
+    auto *v = static_cast<vsi_all_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_vsi_all_t, len));
+    if (v == nullptr) {
+        ZLOG_AS("zorv_drel_lib_alloc_tlv", "%s(%d): Failed malloc for sz:%d\n",
+                static_cast<int>(len));
+        return ZORV_DREL_ERR_NO_MEMORY;
+    }
+    v->if_index = node.if_index;
+    v->vsi = node.vsi_id;
+    v->admin = node.admin;
+    v->dyn_map_cnt = count;
+    v->map_mode = zorv::map_mode_of(node);
+    fill_pairs(node, *v, count);
+    vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(v, count);
+    tail->dot1q_bmp.len = 512;
+    std::memcpy(tail->dot1q_bmp.bits, node.dot1q_bmp.bits, sizeof tail->dot1q_bmp.bits);
+    zorv::copy_name(tail->prof_name, node.prof_name);
+    ZLOG_RAW("\n");
+    *out_value = v;
+    *out_type = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
+    *out_len = static_cast<uint16_t>(len);
+    return ZORV_DREL_OK;
+}
+
+constexpr bool is_known_type(uint16_t type) noexcept {
+    return zorv::fixed_value_len(type) != 0;
+}
+
+// Registers the memory types and creates the three configuration trees.
+__attribute__((constructor)) void zorv_drel_lib_load() noexcept {
+    const char *names[kRegisteredTypes];
+    for (uint32_t i = 0; i < kRegisteredTypes; ++i)
+        names[i] = __zorv_drel_lib_mem_type_t_find(i);
+    (void)tracked_mem_init(kLibName, ZORV_DREL_LIB_SERVICE_ID, names, kRegisteredTypes);
+    zorv_drel_gbl_cfg_avl = tree_create(zorv_drel_gbl_cfg_avl_cmp_func, 0);
+    zorv_drel_gbl_cfg_memvni_avl = tree_create(zorv_drel_gbl_cfg_memvni_avl_cmp_func, 0);
+    zorv_drel_if_cfg_avl = tree_create(zorv_drel_if_cfg_avl_cmp_func, 0);
+}
+
+// Releases every node the library still holds, then unregisters. The handles keep their values.
+__attribute__((destructor)) void zorv_drel_lib_unload() noexcept {
+    tree_destroy(zorv_drel_gbl_cfg_avl, zorv_drel_gbl_cfg_avl_free);
+    tree_destroy(zorv_drel_gbl_cfg_memvni_avl, zorv_drel_gbl_cfg_memvni_avl_free);
+    tree_destroy(zorv_drel_if_cfg_avl, zorv_drel_if_cfg_avl_free);
+    if (free_encap_bmp_p != nullptr) std::free(free_encap_bmp_p);
+    if (zorv_drel_encap_uid_avl != nullptr)
+        tree_destroy(zorv_drel_encap_uid_avl, zorv_drel_encap_uid_avl_free);
+    (void)tracked_mem_uninit(ZORV_DREL_LIB_SERVICE_ID);
+}
+
+} // namespace
+
+namespace zorv {
+
+void logbuf_ready() noexcept {
+    if (zorv_drel_lib_logbuf_init_done == 0) zorv_drel_lib_logbuf_init();
+}
+
+bitset_t *vni_set_create() noexcept {
+    void *root = std::malloc(BITSET_ROOT_BYTES);
+    if (root == nullptr) std::abort();
+    std::memset(root, 0, BITSET_ROOT_BYTES);
+    const uint32_t root_bytes = 1024; // the 16 zeroed 64-byte chunks that follow
+    std::memcpy(root, &root_bytes, sizeof root_bytes);
+    return static_cast<bitset_t *>(root);
+}
+
+} // namespace zorv
+
+const zorv_drel_lib_mem_type_row_t zorv_drel_lib_mem_type_t[17] = {
+    {ZORV_DREL_LIB_MEM_NONE, "ZORV_DREL_LIB_MEM_NONE"},
+    {ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t, "ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t"},
+    {ZORV_DREL_LIB_MEM_if_cfg_avl_node_t, "ZORV_DREL_LIB_MEM_if_cfg_avl_node_t"},
+    {ZORV_DREL_LIB_MEM_tlv_array_t, "ZORV_DREL_LIB_MEM_tlv_array_t"},
+    {ZORV_DREL_LIB_MEM_drelm_app_info_t, "ZORV_DREL_LIB_MEM_drelm_app_info_t"},
+    {ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t,
+     "ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t"},
+    {ZORV_DREL_LIB_MEM_member_vni_t, "ZORV_DREL_LIB_MEM_member_vni_t"},
+    {ZORV_DREL_LIB_MEM_encap_name_t, "ZORV_DREL_LIB_MEM_encap_name_t"},
+    {ZORV_DREL_LIB_MEM_encap_map_t, "ZORV_DREL_LIB_MEM_encap_map_t"},
+    {ZORV_DREL_LIB_MEM_encap_profile_node, "ZORV_DREL_LIB_MEM_encap_profile_node"},
+    {ZORV_DREL_LIB_MEM_vsi_admin_t, "ZORV_DREL_LIB_MEM_vsi_admin_t"},
+    {ZORV_DREL_LIB_MEM_vsi_encap_rng_t, "ZORV_DREL_LIB_MEM_vsi_encap_rng_t"},
+    {ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t, "ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t"},
+    {ZORV_DREL_LIB_MEM_encap_uid_node_t, "ZORV_DREL_LIB_MEM_encap_uid_node_t"},
+    {ZORV_DREL_LIB_MEM_vsi_all_t, "ZORV_DREL_LIB_MEM_vsi_all_t"},
+    {ZORV_DREL_LIB_MEM_MAX, "ZORV_DREL_LIB_MEM_MAX"},
+    {0, ""}};
+
+void zorv_drel_lib_logbuf_init(void) {
+    if (debug_history_open(ZORV_DREL_LIB_SERVICE_ID, kLogbufSize) != 0) return;
+    (void)debug_history_open_instance(ZORV_DREL_LIB_SERVICE_ID, 0, 0, kLogbufSize, 0, 0);
+    zorv_drel_lib_logbuf_init_done = 1;
+}
+
+int zorv_drel_lib_debug_print(uint32_t, const char *format, ...) {
+    if (zorv_drel_lib_debug_file == nullptr && !open_debug_file()) return 0;
+    if (format != nullptr) {
+        va_list ap;
+        va_start(ap, format);
+        std::vfprintf(zorv_drel_lib_debug_file, format, ap);
+        va_end(ap);
+    }
+    return std::fflush(zorv_drel_lib_debug_file);
+}
+
+const char *__zorv_drel_lib_mem_type_t_find(uint32_t value) {
+    const zorv_drel_lib_mem_type_row_t *row = zorv_drel_lib_mem_type_t;
+    if (row->name[0] == '\0') return nullptr;
+    if (value == 0) return row->name;
+    for (++row; row->name[0] != '\0'; ++row)
+        if (row->value == value) return row->name;
+    return nullptr;
+}
+
+uint32_t __zorv_drel_lib_mem_type_t_str2enum(const char *name) {
+    if (name == nullptr) return 0;
+    for (const auto *row = zorv_drel_lib_mem_type_t; row->name[0] != '\0'; ++row)
+        if (strcasecmp(row->name, name) == 0) return row->value;
+    return 0;
+}
+
+void *zorv_drel_lib_calloc(uint32_t mem_type, uint32_t size) {
+    void *p = tracked_alloc(ZORV_DREL_LIB_SERVICE_ID, mem_type, size);
+    if (p != nullptr && size != 0) std::memset(p, 0, size);
+    return p;
+}
+
+const char *zorv_drel_type1_cfg_type_to_str(uint16_t type) {
+    return type < kTypeNames.size() ? kTypeNames[type] : "";
+}
+
+uint32_t zorv_drel_get_type1_cfg_compat_chk_errcode(uint16_t type) {
+    return type < kCompatCodes.size() ? kCompatCodes[type] : ZORV_DREL_ERR_FAILURE;
+}
+
+uint32_t zorv_drel_lib_get_type_from_uid(uint32_t uid) {
+    return (uid >> 24) & 0xFFu;
+}
+
+uint32_t zorv_drel_type1_cfg_param_is_default(uint16_t, uint16_t, const void *) {
+    return 0;
+}
+
+uint32_t zorv_drel_if_cfg_avl_encaplist_add_tlvs(const if_cfg_avl_node_t *, uint32_t,
+                                                 tlv_array_t *) {
+    return 0;
+}
+
+uint32_t zorv_drel_type1_rem_cfg_cache_rebuild(const tlv_array_t *, uint32_t, uint32_t) {
+    return 0;
+}
+
+uint32_t zorv_drel_lib_any_vsi_using_encap(const char *) {
+    return 0;
+}
+
+uint32_t zorv_drel_lib_alloc_tlv(uint16_t type, uint16_t *out_type, uint16_t *out_len,
+                                 void **out_value, const void *node) {
+    if (node == nullptr || out_value == nullptr || *out_value != nullptr || out_type == nullptr ||
+        out_len == nullptr)
+        return ZORV_DREL_ERR_INVALID_ARG;
+    if (type == ZORV_TYPE1_GBL_MEMBER_VNI)
+        return alloc_member_vni(*static_cast<const gbl_cfg_memvni_avl_node_t *>(node), out_type,
+                                out_len, out_value);
+    if (type != ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
+        ZLOG("%s(%d): Unsupported type:%d\n", static_cast<int>(type));
+        return ZORV_DREL_ERR_INVALID_ARG;
+    }
+    return alloc_vsi_all(*static_cast<const if_cfg_avl_node_t *>(node), out_type, out_len,
+                         out_value);
+}
+
+uint32_t zorv_drel_lib_free_tlv(uint16_t type, void *value) {
+    if (is_known_type(type))
+        return static_cast<uint32_t>(tracked_free(ZORV_DREL_LIB_SERVICE_ID, value));
+    ZLOG_SRC("%s(%d): Unsupported type:%d\n", static_cast<int>(type));
+    return ZORV_DREL_ERR_INVALID_ARG;
+}
+
+void zorv_drel_lib_bmp4096_hton(const bmp4096_t *src, bmp4096_t *dst) {
+    if (src != nullptr && dst != nullptr) dst->len = htonl(src->len);
+}
+
+void zorv_drel_lib_bmp4096_ntoh(const bmp4096_t *src, bmp4096_t *dst) {
+    if (src != nullptr && dst != nullptr) dst->len = ntohl(src->len);
+}
