@@ -1,1 +1,270 @@
-// placeholder until this subsystem lands
+// zorv_drel_failed_sets.cpp - lookups from VNI to bridge domain and from a service instance or
+// encapsulation profile to its dot1q map, and the sets of VLANs, BDs and VNIs that fail a check.
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+#include "zorv_drel_internal.h"
+
+namespace zorv {
+namespace {
+
+// The working VNI set of "fail all VLANs": one per process, reset by every call, released at
+// unload. A set only grows behind its root, so a fresh root is the cheapest full reset.
+bitset_t *g_fail_all_working_set = nullptr;
+
+bitset_t *fail_all_working_set_reset() noexcept {
+    if (g_fail_all_working_set != nullptr) bitset_free(g_fail_all_working_set);
+    g_fail_all_working_set = vni_set_create();
+    return g_fail_all_working_set;
+}
+
+// Members of a bitmap's 512 bytes.
+uint32_t bmp_count(const bmp4096_t *b) noexcept {
+    return b == nullptr ? 0u : bitmap_count_bits(b->bits, sizeof b->bits);
+}
+
+// Marks BD `bd` failed: set in `failed`, cleared in `pass`. A BD that does not fit a bitmap is
+// logged on behalf of `fn` and left out of both.
+void mark_failed_bd(const char *fn, uint32_t bd, uint32_t vni, bmp4096_t &pass,
+                    bmp4096_t &failed) noexcept {
+    if (bd >= ZORV_DOT1Q_COUNT)
+        ZLOG_AS(fn, "%s(%d): Error: bd:%u (vni:%u) out of bitmap range, not marked\n", bd, vni);
+    bmp_set(failed, bd);
+    bmp_clear(pass, bd);
+}
+
+void init_outputs(bmp4096_t &pass, bmp4096_t &failed) noexcept {
+    std::memset(pass.bits, 0xFF, sizeof pass.bits);
+    bmp_reset(failed);
+}
+
+uint32_t finish_failed_vlans(const char *fn, uint16_t type, const bmp4096_t *pelk_bmp,
+                             const bmp4096_t &pass, const bmp4096_t &failed,
+                             bool out_of_range_failure) noexcept {
+    const uint32_t failed_cnt = bmp_count(&failed);
+    ZLOG_AS(fn, "%s(%d): pelk vlan cnt:%d, failed cnt:%d, pass cnt:%d\n", bmp_count(pelk_bmp),
+            failed_cnt, bmp_count(&pass));
+    // A BD too large for the bitmap still failed: its disagreement must not read as a pass.
+    if (failed_cnt == 0 && !out_of_range_failure) return ZORV_DREL_OK;
+    return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
+}
+
+void set_add(type1_compat_result_t *res, uint32_t vni) noexcept {
+    if (res != nullptr && res->vni_set != nullptr && vni <= ZORV_VNI_MAX)
+        (void)bitset_set(res->vni_set, vni);
+}
+
+void set_remove(type1_compat_result_t *res, uint32_t vni) noexcept {
+    if (res != nullptr && res->vni_set != nullptr && vni <= ZORV_VNI_MAX)
+        (void)bitset_clear(res->vni_set, vni);
+}
+
+int32_t set_count(const type1_compat_result_t *res) noexcept {
+    return bitset_count(res != nullptr ? res->vni_set : nullptr);
+}
+
+} // namespace
+
+void release_working_sets() noexcept {
+    if (g_fail_all_working_set != nullptr) bitset_free(g_fail_all_working_set);
+    g_fail_all_working_set = nullptr;
+}
+
+} // namespace zorv
+
+using namespace zorv;
+
+// ---- Lookups -------------------------------------------------------------------------------
+
+uint32_t zorv_drel_lib_get_bd_for_vni(uint32_t vni) {
+    if (zorv_drel_gbl_cfg_memvni_avl == nullptr) {
+        ZLOG("%s(%d): Error: Failed to get avl for memvni:%d\n", vni);
+        return 0;
+    }
+    const member_vni_t value{0, vni};
+    gbl_cfg_memvni_avl_node_t key{};
+    const uint32_t rc =
+        zorv_drel_set_gbl_memvni_key(&key, ZORV_TYPE1_GBL_MEMBER_VNI, ZORV_MEMBER_VNI_LEN, &value);
+    if (rc != ZORV_DREL_OK) {
+        ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
+        return 0;
+    }
+    const auto *node = static_cast<const gbl_cfg_memvni_avl_node_t *>(
+        tree_find(zorv_drel_gbl_cfg_memvni_avl, &key));
+    if (node != nullptr) {
+        ZLOG("%s(%d): cfg_p: bd:%d, vni:%d\n", node->bd, node->vni);
+        return node->bd;
+    }
+    ZLOG("%s(%d): Error: Failed to get bd for memvni:%d\n", vni);
+    return 0;
+}
+
+uint32_t zorv_drel_lib_get_bd_bmp_for_vsi(const if_cfg_avl_node_t *if_node, bmp4096_t *bd_bmp,
+                                          bitset_t *vni_set) {
+    if (if_node == nullptr || bd_bmp == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
+    bmp_reset(*bd_bmp);
+    for (uint32_t v = 1; v < ZORV_DOT1Q_COUNT; ++v) {
+        const uint32_t vni = if_node->dot1q_vni[v];
+        if (vni == 0) continue;
+        if (vni_set != nullptr && vni <= ZORV_VNI_MAX) (void)bitset_set(vni_set, vni);
+        const uint32_t bd = zorv_drel_lib_get_bd_for_vni(vni);
+        if (bd == 0) continue;
+        if (bd >= ZORV_DOT1Q_COUNT)
+            ZLOG("%s(%d): Error: bd:%u (vni:%u) out of bitmap range, not marked\n", bd, vni);
+        bmp_set(*bd_bmp, bd);
+    }
+    return ZORV_DREL_OK;
+}
+
+uint32_t zorv_drel_lib_get_gbl_dot1qmap_for_encap(const char *encap_name, uint32_t **map_out) {
+    if (encap_name == nullptr || map_out == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
+    if (zorv_drel_gbl_cfg_avl == nullptr) {
+        ZLOG("%s(%d): Error: Failed to get avl for encap:%s\n", encap_name);
+        return ZORV_DREL_ERR_FAILURE;
+    }
+    for (auto *node = static_cast<gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl));
+         node != nullptr;
+         node = static_cast<gbl_cfg_avl_node_t *>(tree_next(zorv_drel_gbl_cfg_avl, node))) {
+        if (std::strncmp(node->map.encap_name, encap_name, ZORV_NAME_LEN - 1) != 0) continue;
+        ZLOG("%s(%d): Found matching prof for %s\n", encap_name);
+        if (node->map_exists == 0) {
+            ZLOG("%s(%d): Error: Failed to get map for encap:%s\n", encap_name);
+            return ZORV_DREL_ERR_FAILURE;
+        }
+        *map_out = node->map.dot1q_vni;
+        return ZORV_DREL_OK;
+    }
+    ZLOG("%s(%d): Error: Failed to get profile for encap:%s\n", encap_name);
+    return ZORV_DREL_ERR_FAILURE;
+}
+
+// ---- Failed VLANs by VNI and by bitmap -----------------------------------------------------
+
+uint32_t zorv_drel_lib_check_failed_vlans_vni(uint16_t type, const uint32_t *lcl_map,
+                                              const uint32_t *rmt_map, const bmp4096_t *pelk_bmp,
+                                              bmp4096_t *pass_bmp, bmp4096_t *failed_bmp) {
+    if (pass_bmp == nullptr || failed_bmp == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
+    init_outputs(*pass_bmp, *failed_bmp);
+    ZLOG("%s(%d): check for vlans lcl_type:%d, lcl_val:%p, rmt_val:%p\n", type,
+         static_cast<const void *>(lcl_map), static_cast<const void *>(rmt_map));
+    if (lcl_map == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
+
+    bool out_of_range = false;
+    for (uint32_t v = 0; v < ZORV_DOT1Q_COUNT; ++v) {
+        const uint32_t l = lcl_map[v];
+        const uint32_t r = rmt_map != nullptr ? rmt_map[v] : 0u;
+        if (rmt_map != nullptr && l == r) continue;
+        if (l == 0) continue;
+        // BD 0 (no BD for the VNI) is marked failed on purpose.
+        const uint32_t b = zorv_drel_lib_get_bd_for_vni(l);
+        out_of_range |= b >= ZORV_DOT1Q_COUNT;
+        mark_failed_bd(__func__, b, l, *pass_bmp, *failed_bmp);
+        ZLOG("%s(%d): Failed vlan:%d, sw_bd_id:%d, lcl vni:%d, rmt vni:%d\n", v, b, l, r);
+    }
+    return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp, out_of_range);
+}
+
+uint32_t zorv_drel_lib_check_failed_vlans_bmp(uint16_t type, const uint32_t *dot1q_map,
+                                              const bmp4096_t *lcl_bmp, const bmp4096_t *rmt_bmp,
+                                              const bmp4096_t *pelk_bmp, bmp4096_t *pass_bmp,
+                                              bmp4096_t *failed_bmp) {
+    if (pass_bmp == nullptr || failed_bmp == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
+    init_outputs(*pass_bmp, *failed_bmp);
+    ZLOG("%s(%d): check for vlans for lcl type:%d, dot1map:%p, lcl_bmp:%p, rmt_bmp:%p \n", type,
+         static_cast<const void *>(dot1q_map), static_cast<const void *>(lcl_bmp),
+         static_cast<const void *>(rmt_bmp));
+    if (lcl_bmp == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
+
+    bool out_of_range = false;
+    if (pelk_bmp != nullptr) {
+        // Whole 32-bit words at a time: VLAN 0 is the most significant bit of the first word.
+        for (uint32_t w = 0; w < ZORV_DOT1Q_COUNT / 32; ++w) {
+            const uint8_t *p = pelk_bmp->bits + 4 * w;
+            uint32_t word =
+                uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
+            while (word != 0) {
+                const auto lead = static_cast<uint32_t>(__builtin_clz(word));
+                word &= ~(0x80000000u >> lead);
+                const uint32_t v = 32 * w + lead;
+                const bool l = bmp_test(*lcl_bmp, v);
+                const bool fails = rmt_bmp != nullptr ? l != bmp_test(*rmt_bmp, v) : l;
+                if (!fails || dot1q_map == nullptr) continue;
+                const uint32_t e = dot1q_map[v];
+                if (e == 0) continue;
+                const uint32_t b = zorv_drel_lib_get_bd_for_vni(e);
+                if (b == 0) continue;
+                out_of_range |= b >= ZORV_DOT1Q_COUNT;
+                mark_failed_bd(__func__, b, e, *pass_bmp, *failed_bmp);
+                ZLOG("%s(%d): Failed bd:%d (vni:%d)\n", b, e);
+            }
+        }
+    }
+    return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp, out_of_range);
+}
+
+// ---- Failed BDs of a service instance ------------------------------------------------------
+
+uint32_t zorv_drel_lib_check_failed_bds_vsi(uint16_t type, const vsi_all_t *lcl_val,
+                                            const vsi_all_t *rmt_val, uint32_t /*aux_ctx*/,
+                                            type1_compat_result_t *pass_res,
+                                            type1_compat_result_t *fail_res) {
+    ZLOG("%s(%d): check for vlans lcl_type:%d, lcl_val:%p, rmt_val:%p\n", type,
+         static_cast<const void *>(lcl_val), static_cast<const void *>(rmt_val));
+    if (lcl_val == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
+
+    // Two 16 KiB tables, so every lookup by VLAN is direct.
+    std::array<uint32_t, ZORV_DOT1Q_COUNT> local{}, remote{};
+    const auto lcl_cnt = static_cast<int32_t>(lcl_val->dyn_map_cnt);
+    for (int32_t i = 0; i < lcl_cnt; ++i) {
+        const uint32_t vni = lcl_val->dyn_map[i].vni, dot1q = lcl_val->dyn_map[i].dot1q;
+        if (!valid_pair(dot1q, vni)) {
+            ZLOG("%s(%d): ASSERT: invalid lcl dot1q:%d or vni:%d\n", dot1q, vni);
+            continue;
+        }
+        local[dot1q] = vni;
+        set_add(fail_res, vni);
+        set_remove(pass_res, vni);
+        ZLOG("%s(%d): Init as failed vlan:%d, lcl vni:%d\n", dot1q, local[dot1q]);
+    }
+
+    const int32_t rmt_cnt = rmt_val != nullptr ? static_cast<int32_t>(rmt_val->dyn_map_cnt) : 0;
+    for (int32_t i = 0; i < rmt_cnt; ++i) {
+        const uint32_t vni = rmt_val->dyn_map[i].vni, dot1q = rmt_val->dyn_map[i].dot1q;
+        if (!valid_pair(dot1q, vni)) {
+            ZLOG("%s(%d): ASSERT: invalid rmt dot1q:%d or vni:%d\n", dot1q, vni);
+            continue;
+        }
+        remote[dot1q] = vni;
+        if (vni != local[dot1q]) continue;
+        set_add(pass_res, vni);
+        set_remove(fail_res, vni);
+        ZLOG("%s(%d): Passed vlan:%dlcl vni:%d, rmt vni:%d\n", dot1q, local[dot1q], remote[dot1q]);
+    }
+
+    const int32_t failed_cnt = set_count(fail_res);
+    ZLOG("%s(%d): failed cnt:%d, pass cnt:%d\n", failed_cnt, set_count(pass_res));
+    return failed_cnt == 0 ? ZORV_DREL_OK : zorv_drel_get_type1_cfg_compat_chk_errcode(type);
+}
+
+// ---- Failing all VLANs of a service instance -----------------------------------------------
+
+uint32_t zorv_drel_lib_fail_all_vlans_vsi(const if_cfg_avl_node_t *if_node, uint16_t type,
+                                          uint32_t /*aux_ctx*/, type1_compat_result_t *pass_res,
+                                          type1_compat_result_t *fail_res) {
+    if (if_node == nullptr) return ZORV_DREL_OK;
+    ZLOG("%s(%d) - cfg_p:%p, lcl_type:%d, if_index:0x%x, vsi_id:%d\n",
+         static_cast<const void *>(if_node), type, if_node->if_index, if_node->vsi_id);
+
+    bitset_t *working = fail_all_working_set_reset();
+    bmp4096_t bds;
+    bmp_reset(bds);
+    (void)zorv_drel_lib_get_bd_bmp_for_vsi(if_node, &bds, working);
+
+    for (int32_t vni = bitset_find(working, 0); vni >= 0 && uint32_t(vni) <= ZORV_VNI_MAX;
+         vni = uint32_t(vni) < ZORV_VNI_MAX ? bitset_find(working, uint32_t(vni) + 1) : -1) {
+        set_add(fail_res, uint32_t(vni));
+        set_remove(pass_res, uint32_t(vni));
+    }
+    return ZORV_DREL_OK;
+}
