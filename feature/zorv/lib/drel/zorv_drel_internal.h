@@ -176,6 +176,9 @@ inline uint32_t map_mode_of(const if_cfg_avl_node_t &n) noexcept {
 // Aborts the process when the memory cannot be had.
 bitset_t *vni_set_create() noexcept;
 
+// Releases the process-wide working sets of the failed-set operations; called at unload.
+void release_working_sets() noexcept;
+
 }  // namespace zorv
 
 #endif
