@@ -456,6 +456,10 @@ struct ErrorCase {
     const char *expected;
 };
 
+void PrintTo(const ErrorCase &c, std::ostream *os) {
+    *os << c.file;
+}
+
 std::string case_name(const ::testing::TestParamInfo<ErrorCase> &info) {
     std::string n, file = info.param.file;
     bool up = true;
