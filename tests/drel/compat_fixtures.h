@@ -26,16 +26,17 @@ inline void add_memvni(uint32_t bd, uint32_t vni) {
 }
 
 // Caches a service instance from a type-9 value and returns its node.
-inline if_cfg_avl_node_t *add_vsi(uint32_t if_index, uint32_t vsi, uint32_t admin,
-                                  uint32_t mode, const pairs_t &pairs,
-                                  const std::vector<uint32_t> &allowed = {},
+inline if_cfg_avl_node_t *add_vsi(uint32_t if_index, uint32_t vsi, uint32_t admin, uint32_t mode,
+                                  const pairs_t &pairs, const std::vector<uint32_t> &allowed = {},
                                   const std::string &prof = "") {
     auto value = zt::make_vsi_all(if_index, vsi, admin, mode, pairs, allowed, prof);
     const if_cfg_avl_key_t key{if_index, vsi};
     auto *node = zorv_drel_create_if_node(&key, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                                           static_cast<uint16_t>(value.size()), value.data());
     EXPECT_NE(node, nullptr);
-    if (node != nullptr) EXPECT_EQ(tree_insert(zorv_drel_if_cfg_avl, node), 0);
+    if (node != nullptr) {
+        EXPECT_EQ(tree_insert(zorv_drel_if_cfg_avl, node), 0);
+    }
     return node;
 }
 
@@ -44,12 +45,15 @@ inline gbl_cfg_avl_node_t *add_profile_map(const std::string &name,
                                            const std::vector<std::pair<uint32_t, uint32_t>> &map) {
     auto *m = static_cast<encap_map_t *>(std::calloc(1, sizeof(encap_map_t)));
     std::strncpy(m->encap_name, name.c_str(), 255);
-    for (auto [dot1q, vni] : map) m->dot1q_vni[dot1q] = vni;
-    auto *node = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP,
-                                           sizeof(encap_map_t), m);
+    for (auto [dot1q, vni] : map)
+        m->dot1q_vni[dot1q] = vni;
+    auto *node =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof(encap_map_t), m);
     std::free(m);
     EXPECT_NE(node, nullptr);
-    if (node != nullptr) EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
+    if (node != nullptr) {
+        EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
+    }
     return node;
 }
 
@@ -59,7 +63,9 @@ inline gbl_cfg_avl_node_t *add_profile(const std::string &name) {
     std::strncpy(rec.encap_name, name.c_str(), 255);
     auto *node = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 256, &rec);
     EXPECT_NE(node, nullptr);
-    if (node != nullptr) EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
+    if (node != nullptr) {
+        EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
+    }
     return node;
 }
 
@@ -105,7 +111,7 @@ struct holders {
 // Bytes held in a heap block of exactly their size, so that any read past them is a
 // sanitizer error.
 class exact_buf {
-public:
+  public:
     explicit exact_buf(const void *data, size_t size)
         : p_(static_cast<uint8_t *>(std::malloc(size == 0 ? 1 : size))), size_(size) {
         if (size != 0) std::memcpy(p_, data, size);
@@ -118,14 +124,16 @@ public:
     size_t size() const { return size_; }
     template <typename T> T *as() { return reinterpret_cast<T *>(p_); }
 
-private:
+  private:
     uint8_t *p_;
     size_t size_;
 };
 
 // A TLV array copied into a heap block of exactly its size (header plus TLVs), so that the
 // last value ends at the block's end.
-inline exact_buf exact_array(const zt::tlv_buf &b) { return exact_buf(b.get(), b.size()); }
+inline exact_buf exact_array(const zt::tlv_buf &b) {
+    return exact_buf(b.get(), b.size());
+}
 
 // A type-9 value with `count` written into dyn_map_cnt, whatever pairs it really holds.
 inline std::vector<uint8_t> vsi_with_count(uint32_t if_index, uint32_t vsi, uint32_t admin,
@@ -136,19 +144,23 @@ inline std::vector<uint8_t> vsi_with_count(uint32_t if_index, uint32_t vsi, uint
     return v;
 }
 
-inline void set_bit(bmp4096_t &b, uint32_t n) { b.bits[n / 8] |= uint8_t(0x80u >> (n % 8)); }
+inline void set_bit(bmp4096_t &b, uint32_t n) {
+    b.bits[n / 8] |= uint8_t(0x80u >> (n % 8));
+}
 inline bool test_bit(const bmp4096_t &b, uint32_t n) {
     return (b.bits[n / 8] & (0x80u >> (n % 8))) != 0;
 }
 inline bmp4096_t bmp_of(const std::vector<uint32_t> &bits) {
     bmp4096_t b{};
     b.len = 512;
-    for (uint32_t n : bits) set_bit(b, n);
+    for (uint32_t n : bits)
+        set_bit(b, n);
     return b;
 }
 inline uint32_t bmp_count(const bmp4096_t &b) {
     uint32_t n = 0;
-    for (uint32_t i = 0; i < 4096; ++i) n += test_bit(b, i) ? 1 : 0;
+    for (uint32_t i = 0; i < 4096; ++i)
+        n += test_bit(b, i) ? 1 : 0;
     return n;
 }
 
