@@ -32,17 +32,19 @@ inline encap_name_t name_rec(const std::string &name, uint32_t id = 0) {
 }
 
 // A type-2 value; 16 KiB, so it lives on the heap.
-inline std::unique_ptr<encap_map_t> map_val(const std::string &name,
-                                            const std::vector<std::pair<uint32_t, uint32_t>>
-                                                &vlan_vni = {}) {
+inline std::unique_ptr<encap_map_t>
+map_val(const std::string &name, const std::vector<std::pair<uint32_t, uint32_t>> &vlan_vni = {}) {
     auto m = std::make_unique<encap_map_t>();
     std::memset(m.get(), 0, sizeof *m);
     std::strncpy(m->encap_name, name.c_str(), sizeof m->encap_name - 1);
-    for (auto [v, vni] : vlan_vni) m->dot1q_vni[v] = vni;
+    for (auto [v, vni] : vlan_vni)
+        m->dot1q_vni[v] = vni;
     return m;
 }
 
-inline member_vni_t memvni(uint32_t bd, uint32_t vni) { return member_vni_t{bd, vni}; }
+inline member_vni_t memvni(uint32_t bd, uint32_t vni) {
+    return member_vni_t{bd, vni};
+}
 
 inline vsi_admin_t admin_val(uint32_t if_index, uint32_t vsi, uint32_t admin) {
     return vsi_admin_t{if_index, vsi, admin};
@@ -63,25 +65,28 @@ inline vsi_encap_rng_t rng_val(uint32_t if_index, uint32_t vsi, const std::strin
     std::strncpy(r.encap_name, name.c_str(), sizeof r.encap_name - 1);
     r.dot1q_bmp.len = 512;
     if (all) std::memset(r.dot1q_bmp.bits, 0xFF, sizeof r.dot1q_bmp.bits);
-    for (uint32_t v : vlans) bmp_on(r.dot1q_bmp, v);
+    for (uint32_t v : vlans)
+        bmp_on(r.dot1q_bmp, v);
     return r;
 }
 
 // The entry that owns a pointer returned by zorv_drel_if_cfg_avl_get_encap.
 inline encap_profile_node *entry_of(char *name_field) {
-    return name_field == nullptr
-               ? nullptr
-               : reinterpret_cast<encap_profile_node *>(name_field -
-                                                        offsetof(encap_profile_node, encap_name));
+    return name_field == nullptr ? nullptr
+                                 : reinterpret_cast<encap_profile_node *>(
+                                       name_field - offsetof(encap_profile_node, encap_name));
 }
 
 inline size_t encap_entries(const if_cfg_avl_node_t *n) {
     size_t c = 0;
-    for (const encap_profile_node *e = n->encap_list; e != nullptr; e = e->next) ++c;
+    for (const encap_profile_node *e = n->encap_list; e != nullptr; e = e->next)
+        ++c;
     return c;
 }
 
-inline uint16_t aligned16(uint32_t len) { return static_cast<uint16_t>(tlv_aligned_size(len)); }
+inline uint16_t aligned16(uint32_t len) {
+    return static_cast<uint16_t>(tlv_aligned_size(len));
+}
 
 // The TLVs of an array, walked with the platform's checked walk.
 struct tlv_item {
@@ -105,6 +110,6 @@ struct fault_guard {
     ~fault_guard() { tracked_mem_fault_set(zt::kSvc, 0, 0); }
 };
 
-}  // namespace ct
+} // namespace ct
 
 #endif
