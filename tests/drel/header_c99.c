@@ -6,12 +6,12 @@
 
 static int failures;
 
-#define CHECK(c)                                                  \
-    do {                                                          \
-        if (!(c)) {                                               \
-            fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #c); \
-            ++failures;                                           \
-        }                                                         \
+#define CHECK(c)                                                                                   \
+    do {                                                                                           \
+        if (!(c)) {                                                                                \
+            fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #c);                        \
+            ++failures;                                                                            \
+        }                                                                                          \
     } while (0)
 
 int main(void) {
