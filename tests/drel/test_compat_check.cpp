@@ -1,0 +1,587 @@
+// The graceful per-VNI compatibility check: the driver over two TLV arrays and the per-pair
+// check with its pass and fail holders.
+#include <cstdio>
+
+#include "compat_fixtures.h"
+
+namespace {
+
+constexpr const char *kDrv = "zorv_drel_type1_cfg_compat_check";
+constexpr const char *kTlv = "zorv_drel_type1_cfg_compat_check_tlv";
+constexpr uint32_t kCode8 = ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
+constexpr uint32_t kCode9 = ZORV_DREL_ERR_COMPAT_INTF_VSI;
+constexpr uint32_t kIf = 0x1000;
+
+std::string hex(uint32_t v) {
+    char b[16];
+    std::snprintf(b, sizeof b, "%x", v);
+    return b;
+}
+
+std::string result_line(uint32_t rc) {
+    return ": RESULT: Type-1 compat check(0x" + hex(rc) + ") " + (rc != 0 ? "Failed" : "Passed") +
+           "\n";
+}
+
+std::string get_next_line(uint32_t rc) {
+    return ": failed (rc=0x" + hex(rc) + ", " + error_to_string(rc) + ") get_next_tlv\n";
+}
+
+zt::tlv_buf memvnis(const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni) {
+    zt::tlv_buf b;
+    for (auto [bd, vni] : bd_vni)
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{bd, vni});
+    return b;
+}
+
+zt::tlv_buf vsis(const std::vector<std::vector<uint8_t>> &values) {
+    zt::tlv_buf b;
+    for (const auto &v : values)
+        b.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(), static_cast<uint16_t>(v.size()));
+    return b;
+}
+
+uint32_t check_pair(uint16_t type, const void *l, uint16_t llen, const void *r, uint32_t rlen,
+                    cf::holders &h) {
+    return zorv_drel_type1_cfg_compat_check_tlv(type, llen, l, type, rlen, r, 0, &h.pass, &h.fail);
+}
+
+// ---- Driver --------------------------------------------------------------------------------
+
+TEST(CompatCheck, LogsFlagsAndCreatesFreshEmptySets) {
+    auto lcl = memvnis({{10, 5000}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(7, lcl.get(), lcl.get(), 3, 0, &h.pass, &h.fail),
+              0u);
+    EXPECT_TRUE(
+        zt::has_log(kDrv, ": type-1 compat check - app_param:7, pvlppelkflag:2, pvlglb:1 \n"))
+        << zt::dump_events();
+    ASSERT_NE(h.pass.vni_set, nullptr);
+    ASSERT_NE(h.fail.vni_set, nullptr);
+    EXPECT_EQ(*reinterpret_cast<const uint32_t *>(h.fail.vni_set), 1024u);
+    EXPECT_EQ(bitset_count(h.fail.vni_set), 0);
+    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check size of array - num_lcl_tlv=1, "
+                                  "num_rmt_tlv=1\n"));
+    EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check - i:0 lcl_type:Gbl Member Vni, len:8, "
+                                  "rmt_type:Gbl Member Vni, len:8 \n"));
+    EXPECT_TRUE(zt::has_log(kDrv, result_line(0)));
+}
+
+TEST(CompatCheck, FlagBitsAreLoggedAsZeroWhenClear) {
+    cf::holders h;
+    auto lcl = memvnis({});
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), lcl.get(), 0, 0, &h.pass, &h.fail),
+              0u);
+    EXPECT_TRUE(
+        zt::has_log(kDrv, ": type-1 compat check - app_param:0, pvlppelkflag:0, pvlglb:0 \n"));
+}
+
+TEST(CompatCheck, BothArraysNullIsInvalidAndCreatesNoSets) {
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, nullptr, 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(h.pass.vni_set, nullptr);
+    EXPECT_EQ(h.fail.vni_set, nullptr);
+    EXPECT_TRUE(zt::has_log(
+        kDrv, ": Error: type-1 compat check invalid args - both local and remote Null\n"));
+}
+
+TEST(CompatCheck, NullLocalJudgesOnlyTheFirstRemoteTlv) {
+    auto rmt = memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
+              kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(h.passed().empty());
+    EXPECT_TRUE(zt::has_log(kDrv, result_line(kCode8)));
+    EXPECT_TRUE(
+        zt::has_log(kTlv, ": Failed type-1 compat check for type:0 rmt_type:8(Local Null)\n"));
+    EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:0, rmt_type:8\n"), 1u);
+}
+
+TEST(CompatCheck, NullLocalWithEmptyRemoteFailsTheRead) {
+    zt::tlv_buf rmt;
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_END))) << zt::dump_events();
+}
+
+TEST(CompatCheck, NullLocalWithRemoteType9IsParamMissing) {
+    auto v = zt::make_vsi_all(kIf, 1, 1, 1, {});
+    auto rmt = vsis({v});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_PARAM_MISSING);
+}
+
+TEST(CompatCheck, LocalOneRemoteNullChecksAgainstNullRemote) {
+    auto lcl = memvnis({{10, 5000}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), nullptr, 0, 0, &h.pass, &h.fail),
+              kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed memvni compat check(Rmt Null) - vni:5000 for "
+                                  "lcl_bd:10 (rmt_bd:0)\n"));
+    EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check size of array - num_lcl_tlv=1, "
+                                  "num_rmt_tlv=0\n"));
+}
+
+TEST(CompatCheck, LocalOneRemotePresentButEmptyFailsTheRemoteRead) {
+    auto lcl = memvnis({{10, 5000}});
+    zt::tlv_buf rmt;
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_END)));
+    EXPECT_TRUE(h.failed().empty());
+}
+
+TEST(CompatCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
+    auto lcl = memvnis({{10, 5000}, {11, 5001}});
+    auto rmt = memvnis({{10, 5000}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check invalid args - num_lcl_tlv=2, "
+                                  "num_rmt_tlv=1\n"));
+    EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:8, rmt_type:8\n"), 0u);
+    EXPECT_NE(h.fail.vni_set, nullptr); // created before the counts are judged
+    // And the other way round.
+    cf::holders h2;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, rmt.get(), lcl.get(), 0, 0, &h2.pass, &h2.fail),
+              ZORV_DREL_ERR_INVALID_ARG);
+}
+
+TEST(CompatCheck, EmptyLocalWithOneRemoteIsAcceptedAndNotLookedAt) {
+    zt::tlv_buf lcl;
+    auto rmt = memvnis({{10, 5000}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              0u);
+    EXPECT_TRUE(h.failed().empty());
+    EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:0, rmt_type:8\n"), 0u);
+    EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check size of array - num_lcl_tlv=0, "
+                                  "num_rmt_tlv=1\n"));
+}
+
+TEST(CompatCheck, EmptyLocalWithTwoRemoteIsInvalid) {
+    zt::tlv_buf lcl;
+    auto rmt = memvnis({{10, 5000}, {11, 5001}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_INVALID_ARG);
+}
+
+TEST(CompatCheck, TypeMismatchFails) {
+    auto lcl = memvnis({{10, 5000}});
+    auto rmt = vsis({zt::make_vsi_all(kIf, 1, 1, 1, {})});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kDrv, ": No match for lcl_type:8, rmt_type:9\n"));
+}
+
+TEST(CompatCheck, LastPairWinsWhileHoldersGatherFailures) {
+    auto lcl = memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
+    auto rmt = memvnis({{10, 5999}, {99, 5001}, {12, 5002}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              0u);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 5001}));
+    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5002}));
+    EXPECT_EQ(zt::log_count(kDrv, result_line(kCode8)), 2u);
+    EXPECT_EQ(zt::log_count(kDrv, result_line(0)), 1u);
+}
+
+TEST(CompatCheck, FailingLastPairIsTheResult) {
+    auto lcl = memvnis({{10, 5000}, {11, 5001}});
+    auto rmt = memvnis({{10, 5000}, {11, 6001}});
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5001}));
+}
+
+TEST(CompatCheck, MalformedLocalArrayReturnsTheWalkCode) {
+    auto lcl = memvnis({{10, 5000}, {11, 5001}});
+    lcl.get()->len -= 4; // the second value now runs past the array
+    auto rmt = memvnis({{10, 5000}, {11, 5001}});
+    cf::exact_buf l = cf::exact_array(lcl);
+    cf::holders h;
+    EXPECT_EQ(
+        zorv_drel_type1_cfg_compat_check(0, l.as<tlv_array_t>(), rmt.get(), 0, 0, &h.pass, &h.fail),
+        TLV_ERR_MALFORMED);
+    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_MALFORMED)));
+    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000})); // nothing is rolled back
+}
+
+TEST(CompatCheck, MalformedRemoteArrayFails) {
+    auto lcl = memvnis({{10, 5000}, {11, 5001}});
+    auto rmt = memvnis({{10, 5000}, {11, 5001}});
+    rmt.get()->len -= 4;
+    cf::exact_buf r = cf::exact_array(rmt);
+    cf::holders h;
+    EXPECT_EQ(
+        zorv_drel_type1_cfg_compat_check(0, lcl.get(), r.as<tlv_array_t>(), 0, 0, &h.pass, &h.fail),
+        ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_MALFORMED)));
+}
+
+TEST(CompatCheck, CallerVlanBitmapsAreNotTouched) {
+    auto lcl = memvnis({{10, 5000}});
+    auto rmt = memvnis({{10, 5001}});
+    cf::holders h;
+    h.pass.vlan_bmp = cf::bmp_of({1, 2, 3});
+    h.fail.vlan_bmp = cf::bmp_of({4000});
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              kCode8);
+    const bmp4096_t want_pass = cf::bmp_of({1, 2, 3}), want_fail = cf::bmp_of({4000});
+    EXPECT_EQ(std::memcmp(&h.pass.vlan_bmp, &want_pass, sizeof(bmp4096_t)), 0);
+    EXPECT_EQ(std::memcmp(&h.fail.vlan_bmp, &want_fail, sizeof(bmp4096_t)), 0);
+}
+
+TEST(CompatCheck, NoTrackedMemoryIsLeft) {
+    cf::add_vsi(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    auto v = zt::make_vsi_all(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    auto arr = vsis({v});
+    const uint64_t blocks = zt::live_blocks();
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, arr.get(), arr.get(), 0, 0, &h.pass, &h.fail),
+              0u);
+    EXPECT_EQ(zt::live_blocks(), blocks);
+}
+
+// ---- Per-pair check: member VNIs -------------------------------------------------------------
+
+TEST(CompatCheckTlv, SameVniSameBdPasses) {
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 5000}, r{10, 5000};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ":  Pass type-1 compat check type:8, len=8 lcl bd:10, vni:5000 "
+                                  "rmt bd:10,vni:5000\n"))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kTlv, ": lcl_type:8, rmt_type:8\n"));
+}
+
+TEST(CompatCheckTlv, FabricLocalBdPassesWhateverTheRemoteBd) {
+    bdmgr_host_set_fabric_bd(1, 10, 1);
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 5000}, r{11, 5000};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": sw_bd: 10 is fabric Bd\n"));
+}
+
+TEST(CompatCheckTlv, FabricBdsAreThoseOfTheCurrentContext) {
+    bdmgr_host_set_fabric_bd(1, 10, 1);
+    sysmgr_host_set_context_id(2);
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 5000}, r{11, 5000};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    bdmgr_host_set_fabric_bd(2, 10, 1);
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+}
+
+TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
+    bdmgr_host_set_fabric_bd(1, 11, 1);
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 5000}, r{11, 5000};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed memvni compat check - vni:5000 for lcl_bd:10 "
+                                  "(rmt_bd:11)\n"));
+}
+
+TEST(CompatCheckTlv, FabricBdDoesNotExcuseDifferentVnis) {
+    bdmgr_host_set_fabric_bd(1, 10, 1);
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 5000}, r{10, 5001};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
+    EXPECT_EQ(zt::log_count(kTlv, ": sw_bd: 10 is fabric Bd\n"), 0u);
+}
+
+TEST(CompatCheckTlv, LocalBdBeyondBitmapIsNotFabric) {
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{70000, 5000}, r{70000, 5000}, r2{70001, 5000};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(8, &l, 8, &r2, 8, h), kCode8);
+}
+
+TEST(CompatCheckTlv, VniBeyondRangeIsNotAddedButStillFails) {
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 0x1000000}, r{11, 0x1000000};
+    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_TRUE(h.failed().empty());
+    EXPECT_TRUE(h.passed().empty());
+}
+
+TEST(CompatCheckTlv, LocalNullRemoteMemberVniChargesTheRemoteVni) {
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t r{11, 6000};
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 8, &r, 0, &h.pass, &h.fail),
+              kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000}));
+}
+
+TEST(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t r{11, 0x1000000};
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 8, &r, 0, &h.pass, &h.fail),
+              kCode8);
+    EXPECT_TRUE(h.failed().empty());
+}
+
+TEST(CompatCheckTlv, LocalAndRemoteNull) {
+    cf::holders h;
+    h.make_sets();
+    EXPECT_EQ(
+        zorv_drel_type1_cfg_compat_check_tlv(8, 0, nullptr, 8, 0, nullptr, 0, &h.pass, &h.fail),
+        ZORV_DREL_ERR_PARAM_MISSING);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Local and Remote NULL\n"));
+    EXPECT_TRUE(
+        zt::has_log(kTlv, ": Failed type-1 compat check for type:8 rmt_type:8(Local Null)\n"));
+    EXPECT_EQ(
+        zorv_drel_type1_cfg_compat_check_tlv(9, 0, nullptr, 9, 0, nullptr, 0, &h.pass, &h.fail),
+        ZORV_DREL_ERR_PARAM_MISSING);
+}
+
+TEST(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
+    cf::holders h;
+    h.make_sets();
+    const member_vni_t l{10, 5000};
+    const uint32_t bd_only = 10;
+    cf::exact_buf r(&bd_only, 4);
+    EXPECT_EQ(check_pair(8, &l, 8, r.data(), 4, h), kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - rmt value too short, "
+                                  "len:4, min:8\n"));
+    // With no local value the short remote one charges nothing.
+    cf::holders h2;
+    h2.make_sets();
+    EXPECT_EQ(
+        zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 4, r.data(), 0, &h2.pass, &h2.fail),
+        kCode8);
+    EXPECT_TRUE(h2.failed().empty());
+}
+
+TEST(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
+    cf::holders h;
+    h.make_sets();
+    const uint32_t bd_only = 10;
+    cf::exact_buf l(&bd_only, 4);
+    const member_vni_t r{10, 5000};
+    EXPECT_EQ(check_pair(8, l.data(), 4, &r, 8, h), kCode8);
+    EXPECT_TRUE(h.failed().empty());
+    EXPECT_TRUE(h.passed().empty());
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - lcl value too short, "
+                                  "len:4, min:8\n"));
+}
+
+// ---- Per-pair check: other types -------------------------------------------------------------
+
+TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
+    cf::holders h;
+    h.make_sets();
+    const vsi_admin_t l{kIf, 1, 1}, r{kIf, 1, 0};
+    EXPECT_EQ(check_pair(5, &l, 12, &r, 12, h), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
+    const uint32_t junk = 1;
+    EXPECT_EQ(check_pair(3, &junk, 4, &junk, 4, h), 0u); // no fixed size: nothing to check
+    EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:3\n"));
+    EXPECT_TRUE(h.failed().empty());
+}
+
+TEST(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
+    cf::holders h;
+    h.make_sets();
+    const vsi_admin_t l{kIf, 1, 1};
+    cf::exact_buf r(&l, 8);
+    EXPECT_EQ(check_pair(5, &l, 12, r.data(), 8, h), ZORV_DREL_ERR_COMPAT_INTF_VSI);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:5 - rmt value too short, "
+                                  "len:8, min:12\n"));
+    std::vector<uint8_t> name(256, 'a');
+    cf::exact_buf short_name(name.data(), 100);
+    EXPECT_EQ(check_pair(1, name.data(), 256, short_name.data(), 100, h),
+              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_PROFILE);
+    std::vector<uint8_t> map(sizeof(encap_map_t), 0);
+    cf::exact_buf short_map(map.data(), 16636);
+    EXPECT_EQ(check_pair(2, map.data(), 16640, short_map.data(), 16636, h),
+              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_EQ(check_pair(2, map.data(), 16640, map.data(), 16640, h), 0u);
+}
+
+// ---- Per-pair check: service-instance attributes ---------------------------------------------
+
+class VsiCheck : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        cf::add_memvni(100, 5000);
+        cf::add_memvni(101, 6000);
+        node_ = cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
+        ASSERT_NE(node_, nullptr);
+        lcl_ = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
+        h_.make_sets();
+    }
+    uint32_t check(const void *r, uint32_t rlen) {
+        return check_pair(9, lcl_.data(), static_cast<uint16_t>(lcl_.size()), r, rlen, h_);
+    }
+    if_cfg_avl_node_t *node_ = nullptr;
+    std::vector<uint8_t> lcl_;
+    cf::holders h_;
+};
+
+TEST_F(VsiCheck, EqualAttributesPass) {
+    EXPECT_EQ(check(lcl_.data(), lcl_.size()), 0u);
+    EXPECT_EQ(h_.passed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(h_.failed().empty());
+    EXPECT_TRUE(zt::has_log(kTlv, ": lcl parent intf idx:0x1000, vsi:7\n"));
+    EXPECT_TRUE(zt::has_log(kTlv, ": lcl parent intf idx:0x1000, vsi:7, rmt parent intf "
+                                  "idx:0x1000, vsi:7\n"));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Passed type-1 compat check for vsitype=9, len=808, "
+                                  "intf:0x1000, vsi=7\n"))
+        << zt::dump_events();
+}
+
+TEST_F(VsiCheck, MissingLocalNodeFails) {
+    auto other = zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {});
+    EXPECT_EQ(check_pair(9, other.data(), static_cast<uint16_t>(other.size()), other.data(),
+                         other.size(), h_),
+              ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Error: Could not find cfg_p for lcl parent intf idx:0x1000, "
+                                  "vsi:8\n"));
+}
+
+TEST_F(VsiCheck, NullRemoteFailsEveryVniOfTheServiceInstance) {
+    EXPECT_EQ(check(nullptr, 0), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for vsi type=9, len=808, vsi=7 "
+                                  "(Remote NULL)\n"));
+}
+
+TEST_F(VsiCheck, DifferentAdminFailsEveryVni) {
+    auto r = zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
+    ASSERT_EQ(bitset_set(h_.pass.vni_set, 5000), 0);
+    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(h_.passed().empty());
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for vsi admin stat type=9, "
+                                  "len=808, vsi=7, lcl_value=1, rmt_value=0\n"));
+}
+
+TEST_F(VsiCheck, DifferentParentInterfaceIsNotCompared) {
+    auto r = zt::make_vsi_all(0x2000, 9, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
+    EXPECT_EQ(check(r.data(), r.size()), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": lcl parent intf idx:0x1000, vsi:7, rmt parent intf "
+                                  "idx:0x2000, vsi:9\n"));
+}
+
+TEST_F(VsiCheck, OneDifferentPairChargesOneVniWithTheTypesCode) {
+    auto r = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6001, 20}});
+    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{6000}));
+    EXPECT_EQ(h_.passed(), (std::vector<uint32_t>{5000}));
+}
+
+TEST_F(VsiCheck, InvalidRemotePairsAreLoggedAndIgnored) {
+    auto r = zt::make_vsi_all(
+        kIf, 7, 1, ZORV_MAP_MODE_STATIC,
+        {{5000, 10}, {6000, 20}, {7000, 0}, {7001, 4096}, {0, 30}, {0x1000000, 40}});
+    EXPECT_EQ(check(r.data(), r.size()), 0u);
+    const char *fn = "zorv_drel_lib_check_failed_bds_vsi";
+    EXPECT_TRUE(zt::has_log(fn, ": ASSERT: invalid rmt dot1q:0 or vni:7000\n"));
+    EXPECT_TRUE(zt::has_log(fn, ": ASSERT: invalid rmt dot1q:4096 or vni:7001\n"));
+    EXPECT_TRUE(zt::has_log(fn, ": ASSERT: invalid rmt dot1q:30 or vni:0\n"));
+    EXPECT_TRUE(zt::has_log(fn, ": ASSERT: invalid rmt dot1q:40 or vni:16777216\n"));
+}
+
+TEST_F(VsiCheck, ShortRemoteValueFailsWholeServiceInstanceUnread) {
+    cf::exact_buf r(lcl_.data(), 500);
+    EXPECT_EQ(check(r.data(), 500), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
+                                  "len:500, min:792\n"));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for vsi type=9, len=808, vsi=7 "
+                                  "(Remote malformed)\n"));
+}
+
+TEST_F(VsiCheck, RemoteCountPastItsLengthIsNeverRead) {
+    // 792 bytes that claim one pair: the tail would lie 8 bytes past the block.
+    auto v = cf::vsi_with_count(kIf, 7, 1, {}, 1);
+    cf::exact_buf r(v);
+    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:792 "
+                                  "does not hold dyn_map_cnt:1\n"));
+}
+
+TEST_F(VsiCheck, RemoteHugeCountIsNeverRead) {
+    auto v = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 0x7FFFFFFF);
+    cf::exact_buf r(v);
+    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
+                                  "does not hold dyn_map_cnt:2147483647\n"));
+}
+
+TEST_F(VsiCheck, RemoteNegativeCountIsRefused) {
+    auto v = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, -1);
+    cf::exact_buf r(v);
+    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
+                                  "does not hold dyn_map_cnt:-1\n"));
+}
+
+TEST_F(VsiCheck, MalformedLocalValueFailsAndChargesNothing) {
+    auto v = cf::vsi_with_count(kIf, 7, 1, {}, 3);
+    cf::exact_buf l(v);
+    EXPECT_EQ(
+        check_pair(9, l.data(), static_cast<uint16_t>(l.size()), lcl_.data(), lcl_.size(), h_),
+        kCode9);
+    EXPECT_TRUE(h_.failed().empty());
+    EXPECT_TRUE(h_.passed().empty());
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value len:792 "
+                                  "does not hold dyn_map_cnt:3\n"));
+}
+
+TEST_F(VsiCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {
+    auto good = vsis({lcl_});
+    // The remote array's only value claims 4096 pairs and ends where the heap block ends.
+    auto bad = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}, {6000, 20}}, 4096);
+    auto rmt = vsis({bad});
+    cf::exact_buf r = cf::exact_array(rmt);
+    cf::holders h;
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, good.get(), r.as<tlv_array_t>(), 0, 0, &h.pass,
+                                               &h.fail),
+              kCode9);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 6000}));
+}
+
+TEST_F(VsiCheck, FailuresOfSeveralServiceInstancesGatherInTheHolders) {
+    cf::add_memvni(102, 7000);
+    ASSERT_NE(cf::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}), nullptr);
+    auto l8 = zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}});
+    auto r7 = zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
+    auto lcl = vsis({lcl_, l8}), rmt = vsis({r7, l8});
+    cf::holders h;
+    // The first instance fails (admin); the second matches, but its per-VNI verdict looks at
+    // the whole failed set, which still holds the first instance's VNIs.
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
+              kCode9);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{7000}));
+}
+
+} // namespace
