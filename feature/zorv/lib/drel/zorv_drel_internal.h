@@ -73,7 +73,7 @@ inline void bmp_reset(bmp4096_t &b) noexcept {
 // Copies at most 255 characters of a NUL-terminated name into a 256-byte field, NUL-padded.
 inline void copy_name(char (&dst)[ZORV_NAME_LEN], const char *src) noexcept {
     std::memset(dst, 0, sizeof dst);
-    if (src != nullptr) std::strncpy(dst, src, ZORV_NAME_LEN - 1);
+    if (src != nullptr) std::memcpy(dst, src, strnlen(src, ZORV_NAME_LEN - 1));
 }
 
 // ---- Checked TLV walking -------------------------------------------------------------------
