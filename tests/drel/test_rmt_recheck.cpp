@@ -1,0 +1,209 @@
+// The re-check of a peer's TLV array against the local cache, entry by entry.
+#include <cstdio>
+#include <malloc.h>
+
+#include "compat_fixtures.h"
+
+namespace {
+
+constexpr const char *kFn = "zorv_drel_type1_rmt_cfg_cache_rebuild";
+constexpr const char *kTlv = "zorv_drel_type1_cfg_compat_check_tlv";
+constexpr uint32_t kIf = 0x1000;
+
+std::string hex(uint32_t v) {
+    char b[16];
+    std::snprintf(b, sizeof b, "%x", v);
+    return b;
+}
+
+std::string rc_text(uint32_t rc) {
+    return "0x" + hex(rc) + ", " + error_to_string(rc);
+}
+
+zt::tlv_buf &add_vsi(zt::tlv_buf &b, const std::vector<uint8_t> &v) {
+    return b.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(), static_cast<uint16_t>(v.size()));
+}
+
+std::vector<uint8_t> name_value(const std::string &name) {
+    std::vector<uint8_t> v(256, 0);
+    std::memcpy(v.data(), name.data(), std::min<size_t>(name.size(), 255));
+    return v;
+}
+
+TEST(RmtRecheck, NullArrayIsInvalid) {
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(nullptr, 1, 0), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kFn, ": rebuilding type-1 cache(gbl)\n"));
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(nullptr, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kFn, ": rebuilding type-1 cache(if)\n"));
+}
+
+TEST(RmtRecheck, EmptyArrayLogsZeroAndSucceeds) {
+    zt::tlv_buf empty;
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(empty.get(), 1, 0), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": num_tlvs = 0\n"));
+}
+
+TEST(RmtRecheck, GlobalWalkStopsAtTheFirstParameterMissingLocally) {
+    cf::add_memvni(10, 5000);
+    zt::tlv_buf rmt;
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto name = name_value("missing");
+    rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256);
+    std::vector<uint8_t> map(sizeof(encap_map_t), 0);
+    std::memcpy(map.data(), name.data(), 256);
+    rmt.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), static_cast<uint16_t>(map.size()));
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": num_tlvs = 3\n"));
+    EXPECT_TRUE(zt::has_log(kFn, ": type = 8, tlen=8\n"));
+    EXPECT_TRUE(zt::has_log(kTlv, ":  Pass type-1 compat check type:8, len=8 lcl bd:10, vni:5000 "
+                                  "rmt bd:10,vni:5000\n"))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kFn, ": type = 1, tlen=256\n"));
+    EXPECT_TRUE(zt::has_log(kFn, ": lcl value is Null for type:1\n"));
+    EXPECT_EQ(zt::log_count(kFn, ": type = 2, tlen=16640\n"), 0u);
+}
+
+TEST(RmtRecheck, MissingMemberVniEndsTheWalk) {
+    zt::tlv_buf rmt;
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5001});
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": lcl value is Null for type:8\n"));
+    EXPECT_EQ(zt::log_count(kFn, ": type = 8, tlen=8\n"), 1u);
+}
+
+TEST(RmtRecheck, GlobalProfilesHaveNoLocalTlvToJudgeAndTheWalkGoesOn) {
+    cf::add_profile_map("p1", {{10, 5000}});
+    cf::add_memvni(10, 5000);
+    zt::tlv_buf rmt;
+    auto name = name_value("p1");
+    rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256);
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5000});
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_INVALID_ARG) +
+                                     ") to make lcl tlv for type:1\n"))
+        << zt::dump_events();
+    // The member VNI behind it is still judged (and fails on its BD, which changes nothing).
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed memvni compat check - vni:5000 for lcl_bd:10 "
+                                  "(rmt_bd:11)\n"));
+}
+
+TEST(RmtRecheck, InterfaceKeysUseTheCallersInterface) {
+    cf::add_memvni(10, 5000);
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::tlv_buf rmt;
+    add_vsi(rmt, zt::make_vsi_all(0x9999, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": lcl parent intf idx:0x1000, vsi:7, rmt parent intf "
+                                  "idx:0x9999, vsi:7\n"))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kTlv, ": Passed type-1 compat check for vsitype=9, len=800, "
+                                  "intf:0x1000, vsi=7\n"));
+}
+
+TEST(RmtRecheck, VerdictsDoNotChangeTheResult) {
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::tlv_buf rmt;
+    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for vsi admin stat type=9, "
+                                  "len=800, vsi=7, lcl_value=1, rmt_value=0\n"));
+}
+
+TEST(RmtRecheck, KeyBuilderFailureIsReturned) {
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+    zt::tlv_buf rmt;
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(
+        zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_INVALID_ARG) + ") to set key\n"));
+    zt::tlv_buf gbl;
+    add_vsi(gbl, zt::make_vsi_all(kIf, 7, 1, 1, {}));
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(gbl.get(), 1, 0), ZORV_DREL_ERR_INVALID_ARG);
+}
+
+TEST(RmtRecheck, MalformedArrayReturnsTheWalkCode) {
+    cf::add_memvni(10, 5000);
+    zt::tlv_buf rmt;
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    rmt.get()->len -= 4;
+    cf::exact_buf r = cf::exact_array(rmt);
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), TLV_ERR_MALFORMED);
+    EXPECT_TRUE(
+        zt::has_log(kFn, ": Failed (rc=" + rc_text(TLV_ERR_MALFORMED) + ") to retrieve tlv\n"));
+}
+
+TEST(RmtRecheck, ShortValuesAreNotKeyedAndTheWalkGoesOn) {
+    cf::add_memvni(10, 5000);
+    zt::tlv_buf rmt;
+    const member_vni_t good{10, 5000};
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, &good, 4); // 4 bytes: too short to key
+    auto name = name_value("p");
+    rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 100);
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, good);
+    std::vector<uint8_t> map(sizeof(encap_map_t), 0);
+    rmt.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), 16636); // ends at the block's end
+    cf::exact_buf r = cf::exact_array(rmt);
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:8 - rmt value too short, "
+                                 "len:4, min:8\n"));
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:1 - rmt value too short, "
+                                 "len:100, min:256\n"));
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:2 - rmt value too short, "
+                                 "len:16636, min:16640\n"));
+    EXPECT_EQ(zt::log_count(kTlv, ":  Pass type-1 compat check type:8, len=8 lcl bd:10, vni:5000 "
+                                  "rmt bd:10,vni:5000\n"),
+              1u);
+}
+
+TEST(RmtRecheck, ShortInterfaceValueIsNotKeyed) {
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+    zt::tlv_buf rmt;
+    const uint32_t words[2] = {kIf, 7};
+    rmt.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, words, 8);
+    cf::exact_buf r = cf::exact_array(rmt);
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:9 - rmt value too short, "
+                                 "len:8, min:792\n"));
+    EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:9, rmt_type:9\n"), 0u);
+}
+
+TEST(RmtRecheck, MalformedCountsFailThePairUnread) {
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    for (int32_t count : {-5, 1, 4096, 0x7FFFFFFF}) {
+        zt::tlv_buf rmt;
+        add_vsi(rmt, cf::vsi_with_count(kIf, 7, 1, {}, count));
+        cf::exact_buf r = cf::exact_array(rmt);
+        EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
+        EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value "
+                                      "len:792 does not hold dyn_map_cnt:" +
+                                          std::to_string(count) + "\n"))
+            << count;
+    }
+}
+
+TEST(RmtRecheck, ReleasesEverythingItTakes) {
+    cf::add_memvni(10, 5000);
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::tlv_buf rmt;
+    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    zt::tlv_buf gbl;
+    gbl.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5000});
+    auto once = [&] {
+        (void)zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf);
+        (void)zorv_drel_type1_rmt_cfg_cache_rebuild(gbl.get(), 1, 0);
+    };
+    for (int i = 0; i < 20; ++i)
+        once();
+    const uint64_t blocks = zt::live_blocks();
+    const size_t heap = mallinfo2().uordblks;
+    for (int i = 0; i < 1000; ++i)
+        once();
+    EXPECT_EQ(zt::live_blocks(), blocks);
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_vsi_all_t), 0u);
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_member_vni_t), 0u);
+    EXPECT_LT(mallinfo2().uordblks, heap + 64 * 1024);
+}
+
+} // namespace
