@@ -66,7 +66,9 @@ inline void start() {
     fail_count = 0;
     counting = true;
 }
-inline void stop() { counting = false; }
+inline void stop() {
+    counting = false;
+}
 // After `after` more successful allocations, fail the next `count` ones.
 inline void fail(int64_t after, int64_t count) {
     fail_after = after;
@@ -91,11 +93,23 @@ void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
 void *operator new[](std::size_t size, const std::nothrow_t &) noexcept {
     return probe::allocate(size);
 }
-void operator delete(void *p) noexcept { probe::release(p); }
-void operator delete[](void *p) noexcept { probe::release(p); }
-void operator delete(void *p, std::size_t) noexcept { probe::release(p); }
-void operator delete[](void *p, std::size_t) noexcept { probe::release(p); }
-void operator delete(void *p, const std::nothrow_t &) noexcept { probe::release(p); }
-void operator delete[](void *p, const std::nothrow_t &) noexcept { probe::release(p); }
+void operator delete(void *p) noexcept {
+    probe::release(p);
+}
+void operator delete[](void *p) noexcept {
+    probe::release(p);
+}
+void operator delete(void *p, std::size_t) noexcept {
+    probe::release(p);
+}
+void operator delete[](void *p, std::size_t) noexcept {
+    probe::release(p);
+}
+void operator delete(void *p, const std::nothrow_t &) noexcept {
+    probe::release(p);
+}
+void operator delete[](void *p, const std::nothrow_t &) noexcept {
+    probe::release(p);
+}
 
 #endif

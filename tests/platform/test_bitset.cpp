@@ -38,7 +38,7 @@ std::vector<uint32_t> members(const bitset_t *s) {
 }
 
 class Bitset : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { set = make_root(); }
     void TearDown() override { bitset_free(set); }
     bitset_t *set = nullptr;
@@ -81,7 +81,8 @@ TEST_F(Bitset, RangeEnds) {
 
 TEST_F(Bitset, FindCrossesEmptyStretches) {
     const uint32_t points[] = {5, 63, 64, 4095, 4096, 131071, 131072, 0x7FFFFF, 0xFFFFF0};
-    for (uint32_t p : points) ASSERT_EQ(bitset_set(set, p), 0);
+    for (uint32_t p : points)
+        ASSERT_EQ(bitset_set(set, p), 0);
     EXPECT_EQ(members(set), std::vector<uint32_t>(std::begin(points), std::end(points)));
     EXPECT_EQ(bitset_find(set, 6), 63);
     EXPECT_EQ(bitset_find(set, 4097), 131071);
@@ -115,10 +116,12 @@ TEST_F(Bitset, AgreesWithAReference) {
 
 TEST_F(Bitset, RootNeverMovesAndKeepsItsSizeWord) {
     bitset_t *before = set;
-    for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 4099) ASSERT_EQ(bitset_set(set, v), 0);
+    for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 4099)
+        ASSERT_EQ(bitset_set(set, v), 0);
     EXPECT_EQ(set, before);
     EXPECT_EQ(root_word(set), 1024u);
-    for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 4099) ASSERT_EQ(bitset_clear(set, v), 0);
+    for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 4099)
+        ASSERT_EQ(bitset_clear(set, v), 0);
     EXPECT_EQ(bitset_count(set), 0);
     EXPECT_EQ(root_word(set), 1024u);
 }
@@ -130,7 +133,8 @@ TEST_F(Bitset, GrowthFollowsTheOccupiedPartsNotTheRange) {
     EXPECT_GT(one, 0);
     EXPECT_LT(one, 2048) << "one member costs little";
     // A dense run of 4096 members in one place costs no more than one member.
-    for (uint32_t v = 0xABC000; v < 0xABD000; ++v) ASSERT_EQ(bitset_set(set, v), 0);
+    for (uint32_t v = 0xABC000; v < 0xABD000; ++v)
+        ASSERT_EQ(bitset_set(set, v), 0);
     EXPECT_EQ(probe::live_bytes.load(), one);
     // Members at both ends of the range add only their own stretches.
     ASSERT_EQ(bitset_set(set, 0), 0);
@@ -138,7 +142,8 @@ TEST_F(Bitset, GrowthFollowsTheOccupiedPartsNotTheRange) {
     EXPECT_LE(probe::live_bytes.load(), 3 * one);
     EXPECT_EQ(bitset_count(set), 4096 + 2);
     // Clearing everything gives the growth back.
-    for (uint32_t v : members(set)) ASSERT_EQ(bitset_clear(set, v), 0);
+    for (uint32_t v : members(set))
+        ASSERT_EQ(bitset_clear(set, v), 0);
     EXPECT_EQ(probe::live_bytes.load(), 0);
     EXPECT_EQ(probe::live_blocks.load(), 0);
     probe::stop();
@@ -146,7 +151,8 @@ TEST_F(Bitset, GrowthFollowsTheOccupiedPartsNotTheRange) {
 
 TEST_F(Bitset, SpreadMembersCostPerStretch) {
     probe::start();
-    for (uint32_t i = 0; i < 64; ++i) ASSERT_EQ(bitset_set(set, i << 18), 0);
+    for (uint32_t i = 0; i < 64; ++i)
+        ASSERT_EQ(bitset_set(set, i << 18), 0);
     const int64_t spread = probe::live_bytes.load();
     EXPECT_LT(spread, 64 * 2048);
     EXPECT_EQ(bitset_count(set), 64);
@@ -170,7 +176,8 @@ TEST_F(Bitset, FailedGrowthLeavesTheSetUnchanged) {
     const std::vector<uint32_t> all = members(set);
     probe::fail(0, 1000000);
     int failures = 0;
-    for (uint32_t v : all) failures += bitset_clear(set, v) != 0; // clear never allocates
+    for (uint32_t v : all)
+        failures += bitset_clear(set, v) != 0; // clear never allocates
     probe::fail(-1, 0);
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(bitset_count(set), 0);
@@ -182,7 +189,8 @@ TEST_F(Bitset, FailedGrowthLeavesTheSetUnchanged) {
 TEST(BitsetFree, ReleasesGrowthAndRoot) {
     probe::start();
     bitset_t *s = make_root();
-    for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 100003) ASSERT_EQ(bitset_set(s, v), 0);
+    for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 100003)
+        ASSERT_EQ(bitset_set(s, v), 0);
     EXPECT_GT(probe::live_blocks.load(), 0);
     bitset_free(s); // the root goes with free(): the sanitizer checks it
     EXPECT_EQ(probe::live_blocks.load(), 0);

@@ -33,7 +33,8 @@ std::string dump_text(uint32_t svc) {
     std::string s;
     char buf[4096];
     size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+        s.append(buf, n);
     std::fclose(f);
     return s;
 }
@@ -74,7 +75,8 @@ TEST(DebugHistory, TooSmallRingIsRefused) {
 
 TEST(DebugHistory, FullRingDropsTheOldestEvents) {
     ASSERT_EQ(debug_history_open(kSvc, 256), 0);
-    for (int i = 0; i < 1000; ++i) ASSERT_EQ(debug_history_log(kSvc, 0, 0, "event %d;", i), 0);
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(debug_history_log(kSvc, 0, 0, "event %d;", i), 0);
     std::vector<std::string> got = held(kSvc);
     ASSERT_GE(got.size(), 3u);
     EXPECT_LT(got.size(), 10u) << "a 256-byte ring cannot hold more";
@@ -96,7 +98,8 @@ TEST(DebugHistory, WraparoundKeepsOrderWithEventsOfMixedSizes) {
         std::vector<std::string> tail(all.end() - static_cast<long>(got.size()), all.end());
         ASSERT_EQ(got, tail) << "after event " << i;
         size_t bytes = 0;
-        for (const auto &e : got) bytes += e.size();
+        for (const auto &e : got)
+            bytes += e.size();
         ASSERT_LE(bytes, 1000u);
         // Only the oldest events make room: once wrapped, most of the ring stays in use.
         if (i >= 100) {
@@ -129,7 +132,8 @@ TEST(DebugHistory, LoggingDoesNotAllocate) {
     ASSERT_EQ(debug_history_open(kSvc, 2048), 0);
     debug_history_log(kSvc, 0, 0, "warm up %d", 0);
     probe::start();
-    for (int i = 0; i < 2000; ++i) debug_history_log(kSvc, 0, 0, "%s(%d): value %d\n", "f", i, i);
+    for (int i = 0; i < 2000; ++i)
+        debug_history_log(kSvc, 0, 0, "%s(%d): value %d\n", "f", i, i);
     probe::stop();
     EXPECT_EQ(probe::allocations.load(), 0);
     EXPECT_GT(debug_history_count(kSvc), 0u);

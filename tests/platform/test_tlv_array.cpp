@@ -12,8 +12,7 @@ namespace {
 
 // An 8-aligned buffer of `size` bytes, every byte `fill`, with an empty array in front.
 struct buffer {
-    explicit buffer(uint32_t size, uint8_t fill = 0xEE)
-        : words((size + 7) / 8), size(size) {
+    explicit buffer(uint32_t size, uint8_t fill = 0xEE) : words((size + 7) / 8), size(size) {
         std::memset(words.data(), fill, words.size() * 8);
         array()->len = 0;
     }
@@ -26,8 +25,7 @@ struct buffer {
 // An array in a heap block of exactly 4 + len bytes, so a read past the end is caught by the
 // sanitizer.
 struct exact {
-    explicit exact(const std::vector<uint8_t> &tlvs)
-        : block(new uint8_t[4 + tlvs.size()]) {
+    explicit exact(const std::vector<uint8_t> &tlvs) : block(new uint8_t[4 + tlvs.size()]) {
         const uint32_t len = static_cast<uint32_t>(tlvs.size());
         std::memcpy(block.get(), &len, 4);
         if (!tlvs.empty()) std::memcpy(block.get() + 4, tlvs.data(), tlvs.size());
@@ -90,14 +88,14 @@ TEST(TlvArray, UnalignedModeDoesNotPad) {
     ASSERT_EQ(tlv_array_next(b.array(), &cur, &type, &len, &val, 0), 0);
     EXPECT_EQ(type, 2);
     EXPECT_EQ(*static_cast<uint8_t *>(val), 1);
-    EXPECT_EQ(tlv_array_next(b.array(), &cur, &type, &len, &val, 0),
-              static_cast<int>(TLV_ERR_END));
+    EXPECT_EQ(tlv_array_next(b.array(), &cur, &type, &len, &val, 0), static_cast<int>(TLV_ERR_END));
 }
 
 TEST(TlvArray, NullValueAddsZeros) {
     buffer b(32);
     ASSERT_EQ(tlv_array_add(b.array(), b.size, 5, 6, nullptr, 1), 0);
-    for (uint32_t i = 8; i < 4 + 12; ++i) EXPECT_EQ(b.bytes()[i], 0) << i;
+    for (uint32_t i = 8; i < 4 + 12; ++i)
+        EXPECT_EQ(b.bytes()[i], 0) << i;
 }
 
 TEST(TlvArray, NoSpaceWritesNothing) {

@@ -31,7 +31,8 @@ TEST(TrackedMem, BlocksAreAlignedAndDistinctForEverySize) {
         if (size != 0) static_cast<unsigned char *>(p)[size - 1] = 0xAB; // usable to the end
         blocks.push_back(p);
     }
-    for (void *p : blocks) EXPECT_EQ(tracked_free(kSvc, p), 0);
+    for (void *p : blocks)
+        EXPECT_EQ(tracked_free(kSvc, p), 0);
     EXPECT_EQ(stats(kSvc, -1).live_blocks, 0u);
 }
 
@@ -140,7 +141,8 @@ TEST(TrackedMem, FaultInjectionSkipsThenFails) {
         ok.push_back(p);
     }
     EXPECT_NE(tracked_alloc(kOther, 1, 8), nullptr) << "injection belongs to one service";
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(tracked_alloc(kSvc, 4, 8), nullptr) << i;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(tracked_alloc(kSvc, 4, 8), nullptr) << i;
     void *after = tracked_alloc(kSvc, 1, 8);
     EXPECT_NE(after, nullptr);
     ok.push_back(after);
@@ -149,7 +151,8 @@ TEST(TrackedMem, FaultInjectionSkipsThenFails) {
     EXPECT_EQ(s.allocs, 3u);
     EXPECT_EQ(stats(kSvc, 4).failed_allocs, 3u);
     EXPECT_EQ(stats(kSvc, 4).live_blocks, 0u);
-    for (void *p : ok) tracked_free(kSvc, p);
+    for (void *p : ok)
+        tracked_free(kSvc, p);
 }
 
 TEST(TrackedMem, FaultInjectionWithoutSkipFailsAtOnceAndCountZeroSwitchesOff) {
@@ -205,10 +208,13 @@ TEST(TrackedMem, StatsArgumentsAreChecked) {
 
 TEST(TrackedMem, ManyBlocksAreTrackedIndependently) {
     std::vector<void *> v;
-    for (uint32_t i = 0; i < 10000; ++i) v.push_back(tracked_alloc(kSvc, i % 5, i % 64));
-    for (size_t i = 0; i < v.size(); i += 2) EXPECT_EQ(tracked_free(kSvc, v[i]), 0);
+    for (uint32_t i = 0; i < 10000; ++i)
+        v.push_back(tracked_alloc(kSvc, i % 5, i % 64));
+    for (size_t i = 0; i < v.size(); i += 2)
+        EXPECT_EQ(tracked_free(kSvc, v[i]), 0);
     EXPECT_EQ(stats(kSvc, -1).live_blocks, 5000u);
-    for (size_t i = 1; i < v.size(); i += 2) EXPECT_EQ(tracked_free(kSvc, v[i]), 0);
+    for (size_t i = 1; i < v.size(); i += 2)
+        EXPECT_EQ(tracked_free(kSvc, v[i]), 0);
     EXPECT_EQ(stats(kSvc, -1).live_blocks, 0u);
     EXPECT_EQ(stats(kSvc, -1).live_bytes, 0u);
 }

@@ -46,7 +46,8 @@ TEST(Tree, WalksInOrder) {
     tree_t *t = tree_create(cmp_int, 0);
     ASSERT_NE(t, nullptr);
     int v[] = {5, 1, 9, 3, 7};
-    for (int &x : v) ASSERT_EQ(tree_insert(t, &x), 0);
+    for (int &x : v)
+        ASSERT_EQ(tree_insert(t, &x), 0);
     EXPECT_EQ(walk(t), (std::vector<int>{1, 3, 5, 7, 9}));
     EXPECT_EQ(tree_count(t), 5u);
     tree_destroy(t, nullptr);
@@ -76,7 +77,8 @@ TEST(Tree, DuplicateIsRefusedAndNothingChanges) {
 TEST(Tree, FindReturnsTheStoredNode) {
     tree_t *t = tree_create(cmp_int, 0);
     int v[] = {10, 20, 30};
-    for (int &x : v) tree_insert(t, &x);
+    for (int &x : v)
+        tree_insert(t, &x);
     int key = 20, missing = 25;
     EXPECT_EQ(tree_find(t, &key), &v[1]);
     EXPECT_EQ(tree_find(t, &missing), nullptr);
@@ -103,7 +105,8 @@ TEST(Tree, DeleteRemovesExactlyTheGivenNode) {
 TEST(Tree, NextOfAPointerNotInTheTreeGivesTheFirstGreaterNode) {
     tree_t *t = tree_create(cmp_int, 0);
     int v[] = {10, 20, 30};
-    for (int &x : v) tree_insert(t, &x);
+    for (int &x : v)
+        tree_insert(t, &x);
     int k15 = 15, k20 = 20, k30 = 30;
     EXPECT_EQ(tree_next(t, &k15), &v[1]);
     EXPECT_EQ(tree_next(t, &k20), &v[2]);
@@ -116,7 +119,8 @@ TEST(Tree, NextOfAPointerNotInTheTreeGivesTheFirstGreaterNode) {
 TEST(Tree, WildcardKeyFindsAnyNodeOfItsRun) {
     tree_t *t = tree_create(cmp_if, 0);
     if_node n[] = {{1, 1}, {1, 2}, {1, 3}, {2, 1}, {2, 5}, {3, 4}};
-    for (auto &x : n) ASSERT_EQ(tree_insert(t, &x), 0);
+    for (auto &x : n)
+        ASSERT_EQ(tree_insert(t, &x), 0);
     if_node wild1{1, 0}, wild2{2, 0}, wild9{9, 0}, exact{2, 5};
     auto *f = static_cast<if_node *>(tree_find(t, &wild1));
     ASSERT_NE(f, nullptr);
@@ -136,14 +140,17 @@ TEST(Tree, WildcardKeyFindsAnyNodeOfItsRun) {
     EXPECT_EQ(tree_next(t, &n[0]), &n[2]);
     EXPECT_EQ(tree_next(t, &wild1), &n[3]) << "a wildcard key is followed by the next run";
     // Removing a whole run one by one through the wildcard key.
-    for (void *p; (p = tree_find(t, &wild1)) != nullptr;) ASSERT_EQ(tree_delete(t, p), 0);
+    for (void *p; (p = tree_find(t, &wild1)) != nullptr;)
+        ASSERT_EQ(tree_delete(t, p), 0);
     EXPECT_EQ(tree_count(t), 3u);
     EXPECT_EQ(tree_first(t), &n[3]);
     tree_destroy(t, nullptr);
 }
 
 std::vector<void *> freed;
-void record_free(void *p) { freed.push_back(p); }
+void record_free(void *p) {
+    freed.push_back(p);
+}
 
 TEST(Tree, DestroyCallsFreeOncePerNode) {
     freed.clear();
@@ -173,7 +180,8 @@ void free_int(void *p) {
 TEST(Tree, DestroyCanReleaseTheNodes) {
     owned_frees = 0;
     tree_t *t = tree_create(cmp_int, 0);
-    for (int i = 0; i < 100; ++i) tree_insert(t, new int(i));
+    for (int i = 0; i < 100; ++i)
+        tree_insert(t, new int(i));
     tree_destroy(t, free_int); // the sanitizer reports any node left behind
     EXPECT_EQ(owned_frees, 100);
 }
@@ -214,10 +222,12 @@ TEST(Tree, NoMemory) {
 TEST(Tree, OperationsTakeLogarithmicallyManyComparisons) {
     constexpr int kN = 1 << 16;
     std::vector<int> v(kN);
-    for (int i = 0; i < kN; ++i) v[i] = i;
+    for (int i = 0; i < kN; ++i)
+        v[i] = i;
     std::shuffle(v.begin(), v.end(), std::mt19937(7));
     tree_t *t = tree_create(cmp_int, 0);
-    for (int &x : v) ASSERT_EQ(tree_insert(t, &x), 0);
+    for (int &x : v)
+        ASSERT_EQ(tree_insert(t, &x), 0);
     const long bound = 3 * static_cast<long>(std::log2(kN)) + 8; // red-black depth <= 2 log n
     long worst_find = 0, worst_next = 0, worst_delete = 0;
     std::mt19937 rng(11);
@@ -265,7 +275,8 @@ TEST(Tree, AgreesWithAReferenceUnderRandomChurn) {
         }
     }
     std::vector<int> want;
-    for (auto &[k, p] : ref) want.push_back(k);
+    for (auto &[k, p] : ref)
+        want.push_back(k);
     EXPECT_EQ(walk(t), want);
     EXPECT_EQ(tree_count(t), ref.size());
     tree_destroy(t, nullptr);
