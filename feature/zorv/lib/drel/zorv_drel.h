@@ -442,9 +442,16 @@ ZORV_DREL_API extern tree_t *zorv_drel_if_cfg_avl;
 ZORV_DREL_API int zorv_drel_if_cfg_avl_cmp_func(const void *a, const void *b);
 ZORV_DREL_API uint32_t zorv_drel_set_if_key(if_cfg_avl_key_t *key, uint16_t type, uint32_t len,
                                             const void *value, uint32_t if_index);
+/* A new node of the key, filled from the value by zorv_drel_if_cfg_avl_update; null when the
+ * node cannot be allocated or the update fails (a refused value included). */
 ZORV_DREL_API if_cfg_avl_node_t *zorv_drel_create_if_node(const if_cfg_avl_key_t *key,
                                                           uint16_t type, uint16_t len,
                                                           const void *value);
+/* Applies a type 5, 6 or 9 value of len bytes. A value is read only within len: a type-5 or
+ * type-6 value shorter than its fixed length, and a type-9 value shorter than 792 bytes, with a
+ * negative dyn_map_cnt or with more pairs than len holds, is refused with
+ * ZORV_DREL_ERR_INVALID_ARG and a log line, the node unchanged (pairs are never cut). Other types
+ * are logged and give 0. */
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_update(if_cfg_avl_node_t *node, uint16_t type,
                                                    uint16_t len, const void *value);
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_update_encap(if_cfg_avl_node_t *node, uint16_t type,
