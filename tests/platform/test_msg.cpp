@@ -27,7 +27,7 @@ TEST(Msg, CopiesThePayload) {
 }
 
 TEST(Msg, PayloadIsEightAligned) {
-    std::vector<uint8_t> src(301, 0x5A);
+    std::vector<uint8_t> src(302, 0x5A);
     for (uint32_t len : {1u, 7u, 8u, 9u, 301u}) {
         // An odd source address must not matter.
         msg_t *m = msg_create(1, src.data() + 1, len);

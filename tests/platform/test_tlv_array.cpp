@@ -135,7 +135,9 @@ TEST(TlvArray, CountAndWalk) {
         EXPECT_EQ(type, i);
         EXPECT_EQ(len, i);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(val) % 4, 0u) << "values start aligned";
-        EXPECT_EQ(std::memcmp(val, values[i].data(), i), 0);
+        EXPECT_EQ(
+            std::vector<uint8_t>(static_cast<uint8_t *>(val), static_cast<uint8_t *>(val) + i),
+            values[i]);
     }
     EXPECT_EQ(cur, b.array()->len);
     EXPECT_EQ(tlv_array_next(b.array(), &cur, nullptr, nullptr, nullptr, 1),
