@@ -147,6 +147,7 @@ __attribute__((destructor)) void zorv_drel_lib_unload() noexcept {
     if (free_encap_bmp_p != nullptr) std::free(free_encap_bmp_p);
     if (zorv_drel_encap_uid_avl != nullptr)
         tree_destroy(zorv_drel_encap_uid_avl, zorv_drel_encap_uid_avl_free);
+    zorv::release_working_sets();
     (void)tracked_mem_uninit(ZORV_DREL_LIB_SERVICE_ID);
 }
 
