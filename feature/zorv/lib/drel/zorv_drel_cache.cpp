@@ -568,7 +568,7 @@ bool ensure_free_bmp() noexcept {
 // key (and every log line printing it) is a bounded text. Logs a miss.
 encap_uid_node_t *uid_lookup(const char *name, encap_uid_node_t &key) noexcept {
     key = {};
-    if (name != nullptr) std::strncpy(key.encap_name, name, ZORV_NAME_LEN);
+    if (name != nullptr) std::memcpy(key.encap_name, name, strnlen(name, ZORV_NAME_LEN));
     auto *node = static_cast<encap_uid_node_t *>(tree_find(zorv_drel_encap_uid_avl, &key));
     if (node == nullptr)
         ZLOG_AS(zorv::kCompatcheckSource, "%s(%d) Error: Failed to find profile:%s\n",
