@@ -231,6 +231,15 @@ TEST_F(CompatE2E, OneMemberVniBdAlteredIsChargedAlone) {
     EXPECT_EQ(graceful(gbl_.get(), rmt.get(), h), 0u); // the last member VNI passes
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000}));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000, 5001, 7000, 7001}));
+    // Altered in the last member VNI, the difference is also the result.
+    array_copy last(gbl_.get());
+    uint16_t t = 0;
+    auto *final_vni = static_cast<member_vni_t *>(last.value(6, &t));
+    ASSERT_EQ(t, ZORV_TYPE1_GBL_MEMBER_VNI);
+    ASSERT_EQ(final_vni->vni, 7001u);
+    final_vni->bd = 998;
+    EXPECT_EQ(graceful(gbl_.get(), last.get(), h), kCode8);
+    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{7001}));
     // With the local BD marked fabric the difference is excused.
     bdmgr_host_set_fabric_bd(1, 101, 1);
     EXPECT_EQ(graceful(gbl_.get(), rmt.get(), h), 0u);
