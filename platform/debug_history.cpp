@@ -71,7 +71,7 @@ struct ring {
     uint32_t reserve(uint32_t size) {
         if (count == 0) write = 0;
         uint32_t p = write;
-        if (p + size > cap) {
+        if (uint64_t{p} + size > cap) {
             // Records after the write position are the oldest; wrapping gives that space up.
             while (count > 0 && oldest() >= write)
                 drop_oldest();
