@@ -77,7 +77,7 @@ struct ring {
                 drop_oldest();
             p = 0;
         }
-        while (count > 0 && oldest() >= p && oldest() < p + size)
+        while (count > 0 && oldest() >= p && oldest() < uint64_t{p} + size)
             drop_oldest();
         if (count == max_events) drop_oldest();
         offs[(first + count) % max_events] = p;
