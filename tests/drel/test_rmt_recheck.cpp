@@ -207,3 +207,43 @@ TEST(RmtRecheck, ReleasesEverythingItTakes) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(RmtRecheck, LocalValueAllocationFailureSkipsThePair) {
+    cf::add_memvni(10, 5000);
+    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    ASSERT_NE(cf::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::tlv_buf rmt;
+    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    add_vsi(rmt, zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    const uint64_t blocks = zt::live_blocks();
+    tracked_mem_fault_set(zt::kSvc, 0, 1); // the first local value cannot be made
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
+    tracked_mem_fault_set(zt::kSvc, 0, 0);
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_NO_MEMORY) +
+                                     ") to make lcl tlv for type:9\n"))
+        << zt::dump_events();
+    // The second instance is still judged.
+    EXPECT_EQ(zt::log_count(kTlv, ": Passed type-1 compat check for vsitype=9, len=800, "
+                                  "intf:0x1000, vsi=8\n"),
+              1u);
+    EXPECT_EQ(zt::log_count(kTlv, ": Passed type-1 compat check for vsitype=9, len=800, "
+                                  "intf:0x1000, vsi=7\n"),
+              0u);
+    EXPECT_EQ(zt::live_blocks(), blocks);
+}
+
+TEST(RmtRecheck, MemberVniAllocationFailureSkipsThePair) {
+    cf::add_memvni(10, 5000);
+    zt::tlv_buf rmt;
+    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    tracked_mem_fault_set(zt::kSvc, 0, 1);
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
+    tracked_mem_fault_set(zt::kSvc, 0, 0);
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_NO_MEMORY) +
+                                     ") to make lcl tlv for type:8\n"));
+    EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:8, rmt_type:8\n"), 0u);
+}
+
+} // namespace
