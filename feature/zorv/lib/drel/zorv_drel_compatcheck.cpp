@@ -235,6 +235,27 @@ constexpr bool key_reads_value(uint32_t is_gbl, uint16_t type) noexcept {
            type == ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP || type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
 }
 
+// Logs the array sizes on behalf of `fn` and applies the rule both drivers share: the counts
+// may differ only as 1 against 0.
+bool counts_match(const char *fn, uint32_t num_lcl, uint32_t num_rmt) noexcept {
+    ZLOG_AS(fn, "%s(%d): type-1 compat check size of array - num_lcl_tlv=%d, num_rmt_tlv=%d\n",
+            num_lcl, num_rmt);
+    if (num_lcl != num_rmt && (num_lcl > 1 || num_rmt > 1)) {
+        ZLOG_AS(fn, "%s(%d): type-1 compat check invalid args - num_lcl_tlv=%d, num_rmt_tlv=%d\n",
+                num_lcl, num_rmt);
+        return false;
+    }
+    return true;
+}
+
+// The next TLV of a walk; a failure is logged on behalf of `fn` and its code returned.
+int next_tlv(const char *fn, tlv_walker &walk, tlv &out) noexcept {
+    const int rc = walk.next(out);
+    if (rc != 0)
+        ZLOG_AS(fn, "%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
+    return rc;
+}
+
 } // namespace
 } // namespace zorv
 
@@ -308,41 +329,26 @@ uint32_t zorv_drel_type1_cfg_compat_check(uint32_t app_param, const tlv_array_t 
 
     // Without a local array only the first remote TLV is judged.
     if (lcl_tlvs == nullptr) {
-        const int rc = rmt.next(r);
-        if (rc != 0) {
-            ZLOG("%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
-            return ZORV_DREL_ERR_FAILURE;
-        }
+        const int rc = next_tlv(__func__, rmt, r);
+        if (rc != 0) return ZORV_DREL_ERR_FAILURE;
         const uint32_t res = zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, r.type, r.len,
                                                                   r.value, 0, pass_res, fail_res);
         ZLOG("%s(%d): RESULT: Type-1 compat check(0x%x) %s\n", res, passed_or_failed(res));
         return res;
     }
 
-    ZLOG("%s(%d): type-1 compat check size of array - num_lcl_tlv=%d, num_rmt_tlv=%d\n", num_lcl,
-         num_rmt);
-    if (num_lcl != num_rmt && (num_lcl > 1 || num_rmt > 1)) {
-        ZLOG("%s(%d): type-1 compat check invalid args - num_lcl_tlv=%d, num_rmt_tlv=%d\n", num_lcl,
-             num_rmt);
-        return ZORV_DREL_ERR_INVALID_ARG;
-    }
+    if (!counts_match(__func__, num_lcl, num_rmt)) return ZORV_DREL_ERR_INVALID_ARG;
     if (num_lcl == 0) return ZORV_DREL_OK;
 
     // The result is the last pair's; the holders gather the failures of every pair.
     uint32_t res = ZORV_DREL_OK;
     for (uint32_t i = 0; i < num_lcl; ++i) {
-        int rc = lcl.next(l);
-        if (rc != 0) {
-            ZLOG("%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
-            return static_cast<uint32_t>(rc);
-        }
+        int rc = next_tlv(__func__, lcl, l);
+        if (rc != 0) return static_cast<uint32_t>(rc);
         r = {};
         if (rmt_tlvs != nullptr) {
-            rc = rmt.next(r);
-            if (rc != 0) {
-                ZLOG("%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
-                return ZORV_DREL_ERR_FAILURE;
-            }
+            rc = next_tlv(__func__, rmt, r);
+            if (rc != 0) return ZORV_DREL_ERR_FAILURE;
             ZLOG("%s(%d): type-1 compat check - i:%d lcl_type:%s, len:%d, rmt_type:%s, len:%d \n",
                  i, zorv_drel_type1_cfg_type_to_str(l.type), l.len,
                  zorv_drel_type1_cfg_type_to_str(r.type), r.len);
@@ -398,37 +404,22 @@ uint32_t zorv_drel_type1_cfg_gbl_compat_check(uint32_t /*app_param*/, const tlv_
             ZLOG("%s(%d): Remote  Null)\n");
         else
             ZLOG("%s(%d): Local  Null)\n");
-        const int rc = present.next(l);
-        if (rc != 0) {
-            ZLOG("%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
-            return static_cast<uint32_t>(rc);
-        }
+        const int rc = next_tlv(__func__, present, l);
+        if (rc != 0) return static_cast<uint32_t>(rc);
         if (l.type != ZORV_TYPE1_INTF_VSI_ATTRIBUTES) return ZORV_DREL_OK;
         ZLOG("%s(%d): Local and Remote NULL\n");
         return ZORV_DREL_ERR_PARAM_MISSING;
     }
 
-    ZLOG("%s(%d): type-1 compat check size of array - num_lcl_tlv=%d, num_rmt_tlv=%d\n", num_lcl,
-         num_rmt);
-    if (num_lcl != num_rmt && (num_lcl > 1 || num_rmt > 1)) {
-        ZLOG("%s(%d): type-1 compat check invalid args - num_lcl_tlv=%d, num_rmt_tlv=%d\n", num_lcl,
-             num_rmt);
-        return ZORV_DREL_ERR_INVALID_ARG;
-    }
+    if (!counts_match(__func__, num_lcl, num_rmt)) return ZORV_DREL_ERR_INVALID_ARG;
     if (num_lcl == 0) return ZORV_DREL_OK;
 
     uint32_t res = ZORV_DREL_OK;
     for (uint32_t i = 0; i < num_lcl; ++i) {
-        int rc = lcl.next(l);
-        if (rc != 0) {
-            ZLOG("%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
-            return static_cast<uint32_t>(rc);
-        }
-        rc = rmt.next(r);
-        if (rc != 0) {
-            ZLOG("%s(%d): failed (rc=0x%x, %s) get_next_tlv\n", rc, error_to_string(rc));
-            return ZORV_DREL_ERR_FAILURE;
-        }
+        int rc = next_tlv(__func__, lcl, l);
+        if (rc != 0) return static_cast<uint32_t>(rc);
+        rc = next_tlv(__func__, rmt, r);
+        if (rc != 0) return ZORV_DREL_ERR_FAILURE;
         ZLOG("%s(%d): Compat check - i:%d lcl_type:%s, len:%d, rmt_type:%s, len:%d \n", i,
              zorv_drel_type1_cfg_type_to_str(l.type), l.len,
              zorv_drel_type1_cfg_type_to_str(r.type), r.len);

@@ -123,9 +123,7 @@ uint32_t zorv_drel_lib_get_gbl_dot1qmap_for_encap(const char *encap_name, uint32
         ZLOG("%s(%d): Error: Failed to get avl for encap:%s\n", encap_name);
         return ZORV_DREL_ERR_FAILURE;
     }
-    for (auto *node = static_cast<gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl));
-         node != nullptr;
-         node = static_cast<gbl_cfg_avl_node_t *>(tree_next(zorv_drel_gbl_cfg_avl, node))) {
+    for (auto *node : zorv::tree_nodes<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl)) {
         if (std::strncmp(node->map.encap_name, encap_name, ZORV_NAME_LEN - 1) != 0) continue;
         ZLOG("%s(%d): Found matching prof for %s\n", encap_name);
         if (node->map_exists == 0) {

@@ -81,21 +81,6 @@ uint32_t alloc_member_vni(const gbl_cfg_memvni_avl_node_t &node, uint16_t *out_t
     return ZORV_DREL_OK;
 }
 
-// Writes the node's mapped VLANs as pairs in ascending VLAN order, at most `count` of them.
-void fill_pairs(const if_cfg_avl_node_t &node, vsi_all_t &v, uint32_t count) noexcept {
-    ZLOG_AS("zorv_drel_lib_alloc_tlv", "%s(%d): setting dyn map(%d): ", static_cast<int>(count));
-    int32_t written = 0;
-    for (uint32_t vlan = 0; vlan < ZORV_DOT1Q_COUNT && written < static_cast<int32_t>(count);
-         ++vlan) {
-        const uint32_t vni = node.dot1q_vni[vlan];
-        if (vni == 0) continue;
-        ZLOG_RAW("%d)%d,%d ", written, static_cast<int>(vlan), static_cast<int>(vni));
-        v.dyn_map[written].vni = vni;
-        v.dyn_map[written].dot1q = vlan;
-        ++written;
-    }
-}
-
 uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, uint16_t *out_type, uint16_t *out_len,
                        void **out_value) noexcept {
     const uint32_t count = node.dyn_map_cnt;
@@ -107,17 +92,7 @@ uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, uint16_t *out_type, uint16
                 static_cast<int>(len));
         return ZORV_DREL_ERR_NO_MEMORY;
     }
-    v->if_index = node.if_index;
-    v->vsi = node.vsi_id;
-    v->admin = node.admin;
-    v->dyn_map_cnt = count;
-    v->map_mode = zorv::map_mode_of(node);
-    fill_pairs(node, *v, count);
-    vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(v, count);
-    tail->dot1q_bmp.len = 512;
-    std::memcpy(tail->dot1q_bmp.bits, node.dot1q_bmp.bits, sizeof tail->dot1q_bmp.bits);
-    zorv::copy_name(tail->prof_name, node.prof_name);
-    ZLOG_RAW("\n");
+    zorv::fill_vsi_all("zorv_drel_lib_alloc_tlv", node, node.if_index, *v);
     *out_value = v;
     *out_type = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
     *out_len = static_cast<uint16_t>(len);
@@ -127,6 +102,39 @@ uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, uint16_t *out_type, uint16
 constexpr bool is_known_type(uint16_t type) noexcept {
     return zorv::fixed_value_len(type) != 0;
 }
+
+} // namespace
+
+namespace zorv {
+
+void fill_vsi_all(const char *fn, const if_cfg_avl_node_t &node, uint32_t if_index,
+                  vsi_all_t &value) noexcept {
+    value.if_index = if_index;
+    value.vsi = node.vsi_id;
+    value.admin = node.admin;
+    value.map_mode = map_mode_of(node);
+    value.dyn_map_cnt = node.dyn_map_cnt;
+    const auto count = static_cast<int32_t>(node.dyn_map_cnt);
+    ZLOG_AS(fn, "%s(%d): setting dyn map(%d): ", static_cast<int>(count));
+    int32_t written = 0;
+    for (uint32_t vlan = 0; vlan < ZORV_DOT1Q_COUNT && written < count; ++vlan) {
+        const uint32_t vni = node.dot1q_vni[vlan];
+        if (vni == 0) continue;
+        ZLOG_RAW("%d)%d,%d ", static_cast<int>(written), static_cast<int>(vlan),
+                 static_cast<int>(vni));
+        value.dyn_map[written] = vsi_dyn_map_t{vni, vlan};
+        ++written;
+    }
+    vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(&value, count < 0 ? 0 : count);
+    tail->dot1q_bmp.len = 512;
+    std::memcpy(tail->dot1q_bmp.bits, node.dot1q_bmp.bits, sizeof tail->dot1q_bmp.bits);
+    copy_name(tail->prof_name, node.prof_name);
+    ZLOG_RAW("\n");
+}
+
+} // namespace zorv
+
+namespace {
 
 // Registers the memory types and creates the three configuration trees.
 __attribute__((constructor)) void zorv_drel_lib_load() noexcept {

@@ -23,13 +23,13 @@ inline constexpr const char *kCompatcheckSource = "feature/zorv/lib/drel/zorv_dr
 // Opens the debug-history buffers on first use (retried until one open succeeds).
 void logbuf_ready() noexcept;
 
-}  // namespace zorv
+} // namespace zorv
 
 // ZLOG("%s(%d): text %d\n", x): the format carries the "%s(%d)" prefix; it is filled with the
 // calling function's name and line. ZLOG_AS names another function (for shared helpers that
 // log on behalf of an exported operation), ZLOG_SRC puts the source file name there, and
 // ZLOG_RAW logs a format with no prefix at all.
-#define ZLOG_RAW(...) \
+#define ZLOG_RAW(...)                                                                              \
     (::zorv::logbuf_ready(), (void)debug_history_log(ZORV_DREL_LIB_SERVICE_ID, 0, 0, __VA_ARGS__))
 #define ZLOG_AS(fn, fmt, ...) ZLOG_RAW(fmt, fn, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 #define ZLOG(fmt, ...) ZLOG_AS(__func__, fmt __VA_OPT__(, ) __VA_ARGS__)
@@ -43,8 +43,7 @@ namespace zorv {
 struct tracked_deleter {
     void operator()(void *p) const noexcept { tracked_free(ZORV_DREL_LIB_SERVICE_ID, p); }
 };
-template <typename T>
-using tracked_ptr = std::unique_ptr<T, tracked_deleter>;
+template <typename T> using tracked_ptr = std::unique_ptr<T, tracked_deleter>;
 
 // A zero-filled tracked block of `size` bytes as T, or null.
 template <typename T>
@@ -54,7 +53,9 @@ tracked_ptr<T> tracked_calloc(uint32_t mem_type, uint32_t size = sizeof(T)) noex
 
 // ---- bmp4096_t bits ------------------------------------------------------------------------
 
-constexpr uint8_t bit_mask(uint32_t n) noexcept { return static_cast<uint8_t>(0x80u >> (n & 7u)); }
+constexpr uint8_t bit_mask(uint32_t n) noexcept {
+    return static_cast<uint8_t>(0x80u >> (n & 7u));
+}
 inline bool bmp_test(const bmp4096_t &b, uint32_t n) noexcept {
     return n < 4096u && (b.bits[n >> 3] & bit_mask(n)) != 0;
 }
@@ -88,7 +89,7 @@ struct tlv {
 // Walks an aligned TLV array. Every TLV is bounds-checked by the platform before it is
 // yielded, so no caller can read a header or value outside data[0 .. len).
 class tlv_walker {
-public:
+  public:
     explicit tlv_walker(const tlv_array_t *array) noexcept : array_(array) {}
     // 0 and the next TLV in `out`, TLV_ERR_END after the last one, or the platform's error
     // (TLV_ERR_MALFORMED for a TLV that runs past the array).
@@ -100,7 +101,7 @@ public:
     }
     uint32_t count() const noexcept { return tlv_array_count(array_, 1); }
 
-private:
+  private:
     const tlv_array_t *array_;
     uint32_t cursor_ = 0;
 };
@@ -128,9 +129,9 @@ constexpr uint32_t fixed_value_len(uint16_t type) noexcept {
 // A type-9 value, checked against its length: the pairs, the allowed-VLAN bitmap and the
 // profile name all lie inside the value.
 struct vsi_all_view {
-    const vsi_all_t *head = nullptr;        // if_index, vsi, admin, map_mode, dyn_map_cnt
-    std::span<const vsi_dyn_map_t> pairs;   // dyn_map_cnt pairs
-    const vsi_all_tail_t *tail = nullptr;   // dot1q_bmp, prof_name
+    const vsi_all_t *head = nullptr;      // if_index, vsi, admin, map_mode, dyn_map_cnt
+    std::span<const vsi_dyn_map_t> pairs; // dyn_map_cnt pairs
+    const vsi_all_tail_t *tail = nullptr; // dot1q_bmp, prof_name
 };
 
 // Why a type-9 value could not be read.
@@ -172,6 +173,37 @@ inline uint32_t map_mode_of(const if_cfg_avl_node_t &n) noexcept {
     return ZORV_MAP_MODE_STATIC;
 }
 
+// The nodes of a tree in order, as T: for (auto *n : zorv::tree_nodes<const T>(tree)).
+// The current node must stay in the tree until the loop has moved past it.
+template <typename T> class tree_nodes {
+  public:
+    explicit tree_nodes(const tree_t *tree) noexcept : tree_(tree) {}
+    class iterator {
+      public:
+        iterator(const tree_t *tree, T *node) noexcept : tree_(tree), node_(node) {}
+        T *operator*() const noexcept { return node_; }
+        iterator &operator++() noexcept {
+            node_ = static_cast<T *>(tree_next(tree_, node_));
+            return *this;
+        }
+        bool operator!=(const iterator &o) const noexcept { return node_ != o.node_; }
+
+      private:
+        const tree_t *tree_;
+        T *node_;
+    };
+    iterator begin() const noexcept { return {tree_, static_cast<T *>(tree_first(tree_))}; }
+    iterator end() const noexcept { return {tree_, nullptr}; }
+
+  private:
+    const tree_t *tree_;
+};
+
+// Builds the type-9 value of an interface node into `value` (zero-filled, 792 + 8 * dyn_map_cnt
+// bytes, dyn_map_cnt within what a TLV can carry), logging the pairs on behalf of `fn`.
+void fill_vsi_all(const char *fn, const if_cfg_avl_node_t &node, uint32_t if_index,
+                  vsi_all_t &value) noexcept;
+
 // A VNI set in its initial form: a malloc'd 1028-byte block, first u32 1024, the rest zero.
 // Aborts the process when the memory cannot be had.
 bitset_t *vni_set_create() noexcept;
@@ -179,6 +211,6 @@ bitset_t *vni_set_create() noexcept;
 // Releases the process-wide working sets of the failed-set operations; called at unload.
 void release_working_sets() noexcept;
 
-}  // namespace zorv
+} // namespace zorv
 
 #endif

@@ -102,31 +102,6 @@ void log_walk_failure(const char *fn, int rc) noexcept {
 
 // Fills one type-9 value of an interface node into `value` (792 + 8 * dyn_map_cnt bytes,
 // zero-filled): pairs from the VLAN table in ascending order until the count is reached.
-void fill_vsi_all(const char *fn, const if_cfg_avl_node_t &node, uint32_t if_index,
-                  vsi_all_t *value) noexcept {
-    value->if_index = if_index;
-    value->vsi = node.vsi_id;
-    value->admin = node.admin;
-    value->map_mode = zorv::map_mode_of(node);
-    value->dyn_map_cnt = node.dyn_map_cnt;
-    const auto count = static_cast<int32_t>(node.dyn_map_cnt);
-    ZLOG_AS(fn, "%s(%d): setting dyn map(%d): ", count);
-    int32_t written = 0;
-    for (uint32_t q = 0; q < ZORV_DOT1Q_COUNT && written < count; ++q) {
-        if (node.dot1q_vni[q] == 0) continue;
-        ZLOG_RAW("%d)%d,%d ", static_cast<int>(written), static_cast<int>(q),
-                 static_cast<int>(node.dot1q_vni[q]));
-        value->dyn_map[written].vni = node.dot1q_vni[q];
-        value->dyn_map[written].dot1q = q;
-        ++written;
-    }
-    ZLOG_RAW("\n");
-    vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(value, count < 0 ? 0 : count);
-    tail->dot1q_bmp.len = 512;
-    std::memcpy(tail->dot1q_bmp.bits, node.dot1q_bmp.bits, sizeof tail->dot1q_bmp.bits);
-    zorv::copy_name(tail->prof_name, node.prof_name);
-}
-
 uint32_t low16(uint32_t v) noexcept {
     return v & 0xFFFFu;
 }
@@ -593,6 +568,29 @@ uint32_t zorv_drel_type1_cfg_cache_rebuild(const tlv_array_t *tlv_array, uint32_
 
 // ---- Parameter export ----------------------------------------------------------------------
 
+namespace {
+
+// Adds the type-8 TLV of every member-VNI node in tree order, logging on behalf of `fn`;
+// false on the first TLV that cannot be made or added.
+bool add_member_vni_tlvs(const char *fn, uint32_t size, tlv_array_t *array) noexcept {
+    for (auto *m :
+         zorv::tree_nodes<const gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl)) {
+        ZLOG_AS(fn, "%s(%d): Adding memvni tlv - bd:%d, vni:%d\n", static_cast<int>(m->bd),
+                static_cast<int>(m->vni));
+        uint16_t vtype = 0, vlen = 0;
+        void *value = nullptr;
+        uint32_t rc = zorv_drel_lib_alloc_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, &vtype, &vlen, &value, m);
+        if (rc == 0)
+            rc = zorv_drel_gbl_cfg_memvni_avl_tlvs_add(static_cast<const member_vni_t *>(value),
+                                                       size, array);
+        if (value != nullptr) (void)zorv_drel_lib_free_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, value);
+        if (rc != 0) return false;
+    }
+    return true;
+}
+
+} // namespace
+
 uint32_t zorv_drel_type1_cfg_get_params(uint32_t is_gbl, uint32_t if_index,
                                         tlv_array_t **tlv_array_out) {
     ZLOG("%s(%d): type-1 cfg param get gbl=%d, ifi=0x%x\n", static_cast<int>(is_gbl), if_index);
@@ -610,18 +608,13 @@ uint32_t zorv_drel_gbl_cfg_avl_get_params(tlv_array_t **tlv_array_out) {
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     uint32_t sum = 0;
-    for (auto *n = static_cast<const gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl));
-         n != nullptr;
-         n = static_cast<const gbl_cfg_avl_node_t *>(tree_next(zorv_drel_gbl_cfg_avl, n)))
+    for (auto *n : zorv::tree_nodes<const gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl))
         sum += zorv_drel_gbl_cfg_avl_tlvs_size_get(n);
     if (zorv_drel_gbl_cfg_memvni_avl == nullptr) {
         ZLOG("%s(%d): Error: tree uninitialized\n");
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    for (auto *m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-             tree_first(zorv_drel_gbl_cfg_memvni_avl));
-         m != nullptr; m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-                           tree_next(zorv_drel_gbl_cfg_memvni_avl, m)))
+    for (auto *m : zorv::tree_nodes<const gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
         sum += zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(m);
     if (sum == 0) {
         ZLOG("%s(%d): Error: No configured entries found \n");
@@ -632,35 +625,17 @@ uint32_t zorv_drel_gbl_cfg_avl_get_params(tlv_array_t **tlv_array_out) {
     auto *array =
         static_cast<tlv_array_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_tlv_array_t, size));
     if (array == nullptr) return 1;
-    for (auto *n = static_cast<const gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl));
-         n != nullptr;
-         n = static_cast<const gbl_cfg_avl_node_t *>(tree_next(zorv_drel_gbl_cfg_avl, n))) {
+    for (auto *n : zorv::tree_nodes<const gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl)) {
         if (zorv_drel_gbl_cfg_avl_tlvs_add(n, size, array) != 0) {
             ZLOG("%s(%d): Error: Unable to add tlv\n");
             tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
             return ZORV_DREL_ERR_INVALID_ARG;
         }
     }
-    for (auto *m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-             tree_first(zorv_drel_gbl_cfg_memvni_avl));
-         m != nullptr; m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-                           tree_next(zorv_drel_gbl_cfg_memvni_avl, m))) {
-        ZLOG("%s(%d): Adding memvni tlv - bd:%d, vni:%d\n", static_cast<int>(m->bd),
-             static_cast<int>(m->vni));
-        uint16_t vtype = 0, vlen = 0;
-        void *value = nullptr;
-        uint32_t rc = zorv_drel_lib_alloc_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, &vtype, &vlen, &value, m);
-        if (rc == 0 && value != nullptr)
-            rc = zorv_drel_gbl_cfg_memvni_avl_tlvs_add(static_cast<const member_vni_t *>(value),
-                                                       size, array);
-        else
-            rc = ZORV_DREL_ERR_NO_MEMORY;
-        if (value != nullptr) (void)zorv_drel_lib_free_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, value);
-        if (rc != 0) {
-            ZLOG("%s(%d): Error: Unable to add memvni tlv\n");
-            tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
-            return ZORV_DREL_ERR_INVALID_ARG;
-        }
+    if (!add_member_vni_tlvs(__func__, size, array)) {
+        ZLOG("%s(%d): Error: Unable to add memvni tlv\n");
+        tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
+        return ZORV_DREL_ERR_INVALID_ARG;
     }
     ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(tlv_array_count(array, 1)));
     *tlv_array_out = array;
@@ -675,10 +650,7 @@ uint32_t zorv_drel_gbl_cfg_memvni_avl_get_params(tlv_array_t **tlv_array_out) {
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     uint32_t sum = 0;
-    for (auto *m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-             tree_first(zorv_drel_gbl_cfg_memvni_avl));
-         m != nullptr; m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-                           tree_next(zorv_drel_gbl_cfg_memvni_avl, m)))
+    for (auto *m : zorv::tree_nodes<const gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
         sum += zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(m);
     if (sum == 0) {
         ZLOG("%s(%d): Error: No configured entries found \n");
@@ -689,26 +661,10 @@ uint32_t zorv_drel_gbl_cfg_memvni_avl_get_params(tlv_array_t **tlv_array_out) {
     auto *array =
         static_cast<tlv_array_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_tlv_array_t, size));
     if (array == nullptr) return ZORV_DREL_ERR_NO_MEMORY;
-    for (auto *m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-             tree_first(zorv_drel_gbl_cfg_memvni_avl));
-         m != nullptr; m = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-                           tree_next(zorv_drel_gbl_cfg_memvni_avl, m))) {
-        ZLOG("%s(%d): Adding memvni tlv - bd:%d, vni:%d\n", static_cast<int>(m->bd),
-             static_cast<int>(m->vni));
-        uint16_t vtype = 0, vlen = 0;
-        void *value = nullptr;
-        uint32_t rc = zorv_drel_lib_alloc_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, &vtype, &vlen, &value, m);
-        if (rc == 0 && value != nullptr)
-            rc = zorv_drel_gbl_cfg_memvni_avl_tlvs_add(static_cast<const member_vni_t *>(value),
-                                                       size, array);
-        else
-            rc = ZORV_DREL_ERR_NO_MEMORY;
-        if (value != nullptr) (void)zorv_drel_lib_free_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, value);
-        if (rc != 0) {
-            ZLOG("%s(%d): Error: Unable to add tlv\n");
-            tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
-            return ZORV_DREL_ERR_INVALID_ARG;
-        }
+    if (!add_member_vni_tlvs(__func__, size, array)) {
+        ZLOG("%s(%d): Error: Unable to add tlv\n");
+        tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
+        return ZORV_DREL_ERR_INVALID_ARG;
     }
     ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(tlv_array_count(array, 1)));
     *tlv_array_out = array;
@@ -758,7 +714,7 @@ uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_ar
             tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
             return ZORV_DREL_ERR_NO_MEMORY;
         }
-        fill_vsi_all(__func__, *n, if_index, value);
+        zorv::fill_vsi_all(__func__, *n, if_index, *value);
         const int rc = tlv_array_add(array, size, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                                      static_cast<uint16_t>(vlen), value, 1);
         tracked_free(ZORV_DREL_LIB_SERVICE_ID, value);
