@@ -31,16 +31,7 @@ inline encap_name_t name_rec(const std::string &name, uint32_t id = 0) {
     return r;
 }
 
-// A type-2 value; 16 KiB, so it lives on the heap.
-inline std::unique_ptr<encap_map_t>
-map_val(const std::string &name, const std::vector<std::pair<uint32_t, uint32_t>> &vlan_vni = {}) {
-    auto m = std::make_unique<encap_map_t>();
-    std::memset(m.get(), 0, sizeof *m);
-    std::strncpy(m->encap_name, name.c_str(), sizeof m->encap_name - 1);
-    for (auto [v, vni] : vlan_vni)
-        m->dot1q_vni[v] = vni;
-    return m;
-}
+using zt::map_val;
 
 inline member_vni_t memvni(uint32_t bd, uint32_t vni) {
     return member_vni_t{bd, vni};

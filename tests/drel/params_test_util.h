@@ -98,16 +98,7 @@ inline std::vector<uint8_t> name_wire(const std::string &name) {
     return v;
 }
 
-// A type-2 value; 16 KiB, so it lives on the heap.
-inline std::unique_ptr<encap_map_t>
-map_val(const std::string &name, const std::vector<std::pair<uint32_t, uint32_t>> &vlan_vni = {}) {
-    auto m = std::make_unique<encap_map_t>();
-    std::memset(m.get(), 0, sizeof *m);
-    std::strncpy(m->encap_name, name.c_str(), sizeof m->encap_name - 1);
-    for (auto [v, vni] : vlan_vni)
-        m->dot1q_vni[v] = vni;
-    return m;
-}
+using zt::map_val;
 
 inline zt::tlv_buf &add_bytes(zt::tlv_buf &b, uint16_t type, const std::vector<uint8_t> &v) {
     return b.add(type, v.data(), static_cast<uint16_t>(v.size()));

@@ -1,6 +1,7 @@
 // zorv_test_support.cpp - implementation of the shared test helpers.
 #include "zorv_test_support.h"
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -79,6 +80,16 @@ std::vector<uint8_t> make_vsi_all(uint32_t if_index, uint32_t vsi, uint32_t admi
         if (vlan < 4096) t->dot1q_bmp.bits[vlan / 8] |= static_cast<uint8_t>(0x80u >> (vlan % 8));
     std::strncpy(t->prof_name, prof_name.c_str(), 255);
     return v;
+}
+
+std::unique_ptr<encap_map_t> map_val(const std::string &name,
+                                     const std::vector<std::pair<uint32_t, uint32_t>> &vlan_vni) {
+    auto m = std::make_unique<encap_map_t>();
+    std::memset(m.get(), 0, sizeof *m);
+    std::memcpy(m->encap_name, name.data(), std::min<size_t>(name.size(), sizeof m->encap_name - 1));
+    for (auto [v, vni] : vlan_vni)
+        if (v < ZORV_DOT1Q_COUNT) m->dot1q_vni[v] = vni;
+    return m;
 }
 
 std::vector<uint8_t> make_update(uint32_t is_delete, uint32_t if_index, const tlv_buf &array,

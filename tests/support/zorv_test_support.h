@@ -4,6 +4,7 @@
 #define ZORV_TEST_SUPPORT_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,10 @@ std::vector<uint8_t> make_vsi_all(uint32_t if_index, uint32_t vsi, uint32_t admi
                                   const std::vector<std::pair<uint32_t, uint32_t>> &pairs,
                                   const std::vector<uint32_t> &allowed_vlans = {},
                                   const std::string &prof_name = "");
+
+// A type-2 value (profile name and VLAN-to-VNI pairs); 16 KiB, so it lives on the heap.
+std::unique_ptr<encap_map_t>
+map_val(const std::string &name, const std::vector<std::pair<uint32_t, uint32_t>> &vlan_vni = {});
 
 // An update-record payload {is_delete, if_index, param_len, array}, optionally behind the
 // 16-byte header of the header form (resp_present set).
