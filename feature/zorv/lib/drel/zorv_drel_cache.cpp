@@ -385,7 +385,7 @@ uint32_t zorv_drel_if_cfg_avl_update(if_cfg_avl_node_t *node, uint16_t type, uin
     case ZORV_TYPE1_INTF_VSI_ENCAP_PROF:
         return zorv_drel_if_cfg_avl_update_encap(node, type, len, value, 0);
     case ZORV_TYPE1_INTF_VSI_ADMIN:
-        if (len < ZORV_VSI_ADMIN_LEN) return refuse_value(__func__, type, len);
+        if (!zorv::value_fits(type, value, len)) return refuse_value(__func__, type, len);
         node->admin = static_cast<const vsi_admin_t *>(value)->admin;
         ZLOG("%s(%d): Updated vsi:%d admin :%d\n", node->vsi_id, node->admin);
         return ZORV_DREL_OK;
@@ -427,7 +427,7 @@ uint32_t zorv_drel_if_cfg_avl_update_encap(if_cfg_avl_node_t *node, uint16_t typ
     switch (type) {
     case ZORV_TYPE1_INTF_VSI_ENCAP_PROF: {
         if (node == nullptr || value == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
-        if (len < ZORV_VSI_ENCAP_RNG_LEN) return refuse_value(__func__, type, len);
+        if (!zorv::value_fits(type, value, len)) return refuse_value(__func__, type, len);
         const auto *rng = static_cast<const vsi_encap_rng_t *>(value);
         char name[ZORV_NAME_LEN];
         zorv::copy_name(name, rng->encap_name);

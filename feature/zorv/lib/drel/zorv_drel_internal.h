@@ -154,6 +154,17 @@ inline vsi_all_fault parse_vsi_all(const void *value, uint32_t len, vsi_all_view
     return vsi_all_fault::none;
 }
 
+// Whether `len` bytes at `value` hold a whole value of `type`: its fixed record and, for type 9,
+// every pair its count claims. A type without a record (unknown) has nothing to hold.
+inline bool value_fits(uint16_t type, const void *value, uint32_t len) noexcept {
+    if (type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
+        vsi_all_view view;
+        return parse_vsi_all(value, len, view) == vsi_all_fault::none;
+    }
+    const uint32_t need = fixed_value_len(type);
+    return need == 0 || (value != nullptr && len >= need);
+}
+
 // Length that a type-9 value claims through its count: 792 + 8 * dyn_map_cnt (count >= 0).
 inline uint32_t vsi_all_len(uint32_t dyn_map_cnt) noexcept {
     return ZORV_VSI_ALL_FIXED_LEN + 8u * dyn_map_cnt;

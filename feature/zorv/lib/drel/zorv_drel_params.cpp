@@ -22,18 +22,14 @@ const char *action_text(uint32_t action) noexcept {
 // A value from an array is used only when its TLV length holds the whole record of its type.
 // Types without a record are refused by the key builders before any value byte is read.
 bool value_fits(const char *fn, uint16_t type, uint16_t len, const void *value) noexcept {
-    if (type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
-        zorv::vsi_all_view view;
-        const zorv::vsi_all_fault fault = zorv::parse_vsi_all(value, len, view);
-        if (fault == zorv::vsi_all_fault::none) return true;
+    if (zorv::value_fits(type, value, len)) return true;
+    if (type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES)
         ZLOG_AS(fn, "%s(%d): Error: malformed value of type:%d len:%d\n", static_cast<int>(type),
                 static_cast<int>(len));
-        return false;
-    }
-    const uint32_t need = zorv::fixed_value_len(type);
-    if (need == 0 || (value != nullptr && len >= need)) return true;
-    ZLOG_AS(fn, "%s(%d): Error: value of type:%d too short (len:%d, need:%d)\n",
-            static_cast<int>(type), static_cast<int>(len), static_cast<int>(need));
+    else
+        ZLOG_AS(fn, "%s(%d): Error: value of type:%d too short (len:%d, need:%d)\n",
+                static_cast<int>(type), static_cast<int>(len),
+                static_cast<int>(zorv::fixed_value_len(type)));
     return false;
 }
 
