@@ -585,6 +585,27 @@ bool add_member_vni_tlvs(const char *fn, uint32_t size, tlv_array_t *array) noex
     return true;
 }
 
+uint32_t member_vni_tlvs_size() noexcept {
+    uint32_t sum = 0;
+    for (auto *m : zorv::tree_nodes<const gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
+        sum += zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(m);
+    return sum;
+}
+
+// A zero-filled export array for `sum` bytes of TLVs behind its header, or null.
+tlv_array_t *new_export_array(const char *fn, uint32_t sum) noexcept {
+    const uint32_t size = sum + 4;
+    ZLOG_AS(fn, "%s(%d): TLV array size %d\n", static_cast<int>(size));
+    return static_cast<tlv_array_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_tlv_array_t, size));
+}
+
+// Hands a finished export array to the caller.
+uint32_t hand_over(const char *fn, tlv_array_t *array, tlv_array_t **tlv_array_out) noexcept {
+    ZLOG_AS(fn, "%s(%d): num_tlvs = %d\n", static_cast<int>(tlv_array_count(array, 1)));
+    *tlv_array_out = array;
+    return 0;
+}
+
 } // namespace
 
 uint32_t zorv_drel_type1_cfg_get_params(uint32_t is_gbl, uint32_t if_index,
@@ -610,16 +631,13 @@ uint32_t zorv_drel_gbl_cfg_avl_get_params(tlv_array_t **tlv_array_out) {
         ZLOG("%s(%d): Error: tree uninitialized\n");
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    for (auto *m : zorv::tree_nodes<const gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
-        sum += zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(m);
+    sum += member_vni_tlvs_size();
     if (sum == 0) {
         ZLOG("%s(%d): Error: No configured entries found \n");
         return 0;
     }
     const uint32_t size = sum + 4;
-    ZLOG("%s(%d): TLV array size %d\n", static_cast<int>(size));
-    auto *array =
-        static_cast<tlv_array_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_tlv_array_t, size));
+    auto *array = new_export_array(__func__, sum);
     if (array == nullptr) return 1;
     for (auto *n : zorv::tree_nodes<const gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl)) {
         if (zorv_drel_gbl_cfg_avl_tlvs_add(n, size, array) != 0) {
@@ -633,9 +651,7 @@ uint32_t zorv_drel_gbl_cfg_avl_get_params(tlv_array_t **tlv_array_out) {
         tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(tlv_array_count(array, 1)));
-    *tlv_array_out = array;
-    return 0;
+    return hand_over(__func__, array, tlv_array_out);
 }
 
 uint32_t zorv_drel_gbl_cfg_memvni_avl_get_params(tlv_array_t **tlv_array_out) {
@@ -645,26 +661,20 @@ uint32_t zorv_drel_gbl_cfg_memvni_avl_get_params(tlv_array_t **tlv_array_out) {
         ZLOG("%s(%d): Error: tree uninitialized\n");
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    uint32_t sum = 0;
-    for (auto *m : zorv::tree_nodes<const gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
-        sum += zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(m);
+    const uint32_t sum = member_vni_tlvs_size();
     if (sum == 0) {
         ZLOG("%s(%d): Error: No configured entries found \n");
         return 0;
     }
     const uint32_t size = sum + 4;
-    ZLOG("%s(%d): TLV array size %d\n", static_cast<int>(size));
-    auto *array =
-        static_cast<tlv_array_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_tlv_array_t, size));
+    auto *array = new_export_array(__func__, sum);
     if (array == nullptr) return ZORV_DREL_ERR_NO_MEMORY;
     if (!add_member_vni_tlvs(__func__, size, array)) {
         ZLOG("%s(%d): Error: Unable to add tlv\n");
         tracked_free(ZORV_DREL_LIB_SERVICE_ID, array);
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(tlv_array_count(array, 1)));
-    *tlv_array_out = array;
-    return 0;
+    return hand_over(__func__, array, tlv_array_out);
 }
 
 uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_array_out) {
@@ -674,18 +684,13 @@ uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_ar
         ZLOG("%s(%d): Error: tree uninitialized\n");
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    const auto first = [] {
-        return static_cast<const if_cfg_avl_node_t *>(tree_first(zorv_drel_if_cfg_avl));
-    };
-    const auto next = [](const if_cfg_avl_node_t *n) {
-        return static_cast<const if_cfg_avl_node_t *>(tree_next(zorv_drel_if_cfg_avl, n));
-    };
-    if (first() == nullptr) {
+    const zorv::tree_nodes<const if_cfg_avl_node_t> nodes(zorv_drel_if_cfg_avl);
+    if (tree_first(zorv_drel_if_cfg_avl) == nullptr) {
         ZLOG("%s(%d): Error: No config entries found \n");
         return 0;
     }
     uint32_t sum = 0;
-    for (auto *n = first(); n != nullptr; n = next(n)) {
+    for (auto *n : nodes) {
         if (n->if_index != if_index) continue;
         sum += low16(tlv_aligned_size(ZORV_VSI_ALL_FIXED_LEN));
         if (n->dyn_map_cnt != 0) sum += low16(tlv_aligned_size(8u * n->dyn_map_cnt));
@@ -695,12 +700,10 @@ uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_ar
         return 0;
     }
     const uint32_t size = sum + 4;
-    ZLOG("%s(%d): TLV array size %d\n", static_cast<int>(size));
-    auto *array =
-        static_cast<tlv_array_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_tlv_array_t, size));
+    auto *array = new_export_array(__func__, sum);
     if (array == nullptr) return 1;
     array->len = 0;
-    for (auto *n = first(); n != nullptr; n = next(n)) {
+    for (auto *n : nodes) {
         if (n->if_index != if_index) continue;
         const uint32_t vlen = zorv::vsi_all_len(n->dyn_map_cnt);
         auto *value = static_cast<vsi_all_t *>(
@@ -721,9 +724,7 @@ uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_ar
         }
         ZLOG("%s(%d): added tlv\n");
     }
-    ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(tlv_array_count(array, 1)));
-    *tlv_array_out = array;
-    return 0;
+    return hand_over(__func__, array, tlv_array_out);
 }
 
 uint32_t zorv_drel_type1_cfg_get_param_info(const tlv_array_t *tlv_array,
