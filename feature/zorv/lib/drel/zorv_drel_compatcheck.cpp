@@ -449,11 +449,8 @@ uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *rmt_tlvs, uint
     scratch_holders gbl_scope, memvni_scope, if_scope;
     for (uint32_t i = 0; i < num; ++i) {
         tlv r{};
-        uint32_t rc = static_cast<uint32_t>(rmt.next(r));
-        if (rc != 0) {
-            ZLOG("%s(%d): Failed (rc=0x%x, %s) to retrieve tlv\n", rc, error_to_string(rc));
-            return rc;
-        }
+        uint32_t rc = static_cast<uint32_t>(rmt.next_logged(r, __func__));
+        if (rc != 0) return rc;
         ZLOG("%s(%d): type = %d, tlen=%d\n", r.type, r.len);
         // The key builders read the value: one short of its type's size is not keyed.
         if (key_reads_value(is_gbl, r.type) && r.len < fixed_value_len(r.type)) {

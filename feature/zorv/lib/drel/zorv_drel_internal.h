@@ -99,6 +99,14 @@ class tlv_walker {
         out.value = rc == 0 ? value : nullptr;
         return rc;
     }
+    // next(), logging a failure on behalf of `fn` as the walks of whole arrays do.
+    int next_logged(tlv &out, const char *fn) noexcept {
+        const int rc = next(out);
+        if (rc != 0)
+            ZLOG_AS(fn, "%s(%d): Failed (rc=0x%x, %s) to retrieve tlv\n", static_cast<unsigned>(rc),
+                    error_to_string(static_cast<uint32_t>(rc)));
+        return rc;
+    }
     uint32_t count() const noexcept { return tlv_array_count(array_, 1); }
 
   private:

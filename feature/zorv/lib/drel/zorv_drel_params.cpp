@@ -91,11 +91,6 @@ upd_state locate_update(const char *fn, const msg_t *msg, bool with_header,
     return upd_state::ok;
 }
 
-void log_walk_failure(const char *fn, int rc) noexcept {
-    ZLOG_AS(fn, "%s(%d): Failed (rc=0x%x, %s) to retrieve tlv\n", static_cast<unsigned>(rc),
-            error_to_string(static_cast<uint32_t>(rc)));
-}
-
 // Fills one type-9 value of an interface node into `value` (792 + 8 * dyn_map_cnt bytes,
 // zero-filled): pairs from the VLAN table in ascending order until the count is reached.
 uint32_t low16(uint32_t v) noexcept {
@@ -190,9 +185,8 @@ uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(const msg_t *msg,
     tlv_walker walk(copy);
     for (uint32_t i = 0; i < count; ++i) {
         tlv t{};
-        const int rc = walk.next(t);
+        const int rc = walk.next_logged(t, __func__);
         if (rc != 0) {
-            log_walk_failure(__func__, rc);
             tracked_free(ZORV_DREL_LIB_SERVICE_ID, copy);
             tracked_free(ZORV_DREL_LIB_SERVICE_ID, info);
             *info_out = nullptr;
@@ -381,11 +375,8 @@ uint32_t zorv_drel_type1_cfg_cache_update(uint32_t is_delete, uint32_t is_gbl, u
     ZLOG("%s(%d): Num TLVs %d\n", static_cast<int>(count));
     for (uint32_t i = 0; i < count; ++i) {
         tlv t{};
-        const int wrc = walk.next(t);
-        if (wrc != 0) {
-            log_walk_failure(__func__, wrc);
-            return static_cast<uint32_t>(wrc);
-        }
+        const int wrc = walk.next_logged(t, __func__);
+        if (wrc != 0) return static_cast<uint32_t>(wrc);
         if (is_gbl != 0) {
             if (t.type != ZORV_TYPE1_GBL_MEMBER_VNI) {
                 ZLOG("%s(%d): Error: Unknown key%d\n", static_cast<int>(t.type));
@@ -476,11 +467,8 @@ uint32_t zorv_drel_type1_cfg_cache_rebuild(const tlv_array_t *tlv_array, uint32_
     ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(count));
     for (uint32_t i = 0; i < count; ++i) {
         tlv t{};
-        const int wrc = walk.next(t);
-        if (wrc != 0) {
-            log_walk_failure(__func__, wrc);
-            return static_cast<uint32_t>(wrc);
-        }
+        const int wrc = walk.next_logged(t, __func__);
+        if (wrc != 0) return static_cast<uint32_t>(wrc);
         const int type = t.type;
         const int tlen = t.len;
         ZLOG("%s(%d): type = %d, tlen=%d\n", type, tlen);
@@ -746,11 +734,8 @@ uint32_t zorv_drel_type1_cfg_get_param_info(const tlv_array_t *tlv_array,
     info->count = count;
     for (uint32_t i = 0; i < count; ++i) {
         tlv t{};
-        const int wrc = walk.next(t);
-        if (wrc != 0) {
-            log_walk_failure(__func__, wrc);
-            return static_cast<uint32_t>(wrc);
-        }
+        const int wrc = walk.next_logged(t, __func__);
+        if (wrc != 0) return static_cast<uint32_t>(wrc);
         const char *name = nullptr;
         const char *text = nullptr;
         if (t.type == ZORV_TYPE1_GBL_MEMBER_VNI || t.type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
