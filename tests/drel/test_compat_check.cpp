@@ -404,6 +404,21 @@ TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
     EXPECT_TRUE(h.failed().empty());
 }
 
+TEST(CompatCheckTlv, UnjudgedLocalValuesAreNotReadSoTheirLengthDoesNotMatter) {
+    cf::holders h;
+    h.make_sets();
+    const vsi_admin_t full{kIf, 1, 1};
+    cf::exact_buf short_admin(&full, 4);
+    EXPECT_EQ(check_pair(5, short_admin.data(), 4, &full, 12, h), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
+    std::vector<uint8_t> name(256, 'a');
+    cf::exact_buf short_name(name.data(), 10);
+    EXPECT_EQ(check_pair(1, short_name.data(), 10, name.data(), 256, h), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:1\n"));
+    EXPECT_EQ(zt::logs_containing("lcl value too short"), 0u) << zt::dump_events();
+    EXPECT_TRUE(h.failed().empty());
+}
+
 TEST(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
     cf::holders h;
     h.make_sets();
@@ -554,6 +569,73 @@ TEST_F(VsiCheck, MalformedLocalValueFailsAndChargesNothing) {
     EXPECT_TRUE(h_.passed().empty());
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value len:792 "
                                   "does not hold dyn_map_cnt:3\n"));
+}
+
+TEST_F(VsiCheck, LocalCountOfZeroOrLessMeansNoPairs) {
+    for (int32_t count : {-1, -5, INT32_MIN}) {
+        auto v = cf::vsi_with_count(kIf, 7, 1, {}, count);
+        cf::exact_buf l(v);
+        auto r = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {});
+        cf::holders h;
+        h.make_sets();
+        EXPECT_EQ(check_pair(9, l.data(), static_cast<uint16_t>(l.size()), r.data(), r.size(), h),
+                  0u)
+            << count;
+        EXPECT_TRUE(h.failed().empty()) << count;
+    }
+    EXPECT_EQ(zt::logs_containing("does not hold dyn_map_cnt"), 0u) << zt::dump_events();
+    EXPECT_EQ(zt::log_count(kTlv, ": Passed type-1 compat check for vsitype=9, len=792, "
+                                  "intf:0x1000, vsi=7\n"),
+              3u);
+}
+
+TEST_F(VsiCheck, LocalCountOfZeroOrLessStillNeedsItsFixedPart) {
+    auto v = cf::vsi_with_count(kIf, 7, 1, {}, -1);
+    cf::exact_buf l(v.data(), 700);
+    EXPECT_EQ(check_pair(9, l.data(), 700, lcl_.data(), lcl_.size(), h_), kCode9);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value too short, "
+                                  "len:700, min:792\n"));
+}
+
+// A type-9 value as a peer up to version 39 sends it: head and pairs, nothing behind them.
+std::vector<uint8_t> head_and_pairs(const std::vector<uint8_t> &full) {
+    const auto count = reinterpret_cast<const vsi_all_t *>(full.data())->dyn_map_cnt;
+    return {full.begin(), full.begin() + 20 + 8 * count};
+}
+
+TEST_F(VsiCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
+    drelm_host_set_pelk_oper_ver(39);
+    auto short_rmt = head_and_pairs(lcl_);
+    cf::exact_buf r(short_rmt);
+    ASSERT_EQ(r.size(), 36u);
+    EXPECT_EQ(check(r.data(), uint32_t(r.size())), 0u) << zt::dump_events();
+    EXPECT_EQ(h_.passed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(h_.failed().empty());
+    // The local value may be as short too.
+    cf::holders h;
+    h.make_sets();
+    cf::exact_buf l(short_rmt);
+    EXPECT_EQ(check_pair(9, l.data(), 36, r.data(), 36, h), 0u);
+    // Still whole pairs: a count past the value is refused.
+    auto over = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 2);
+    cf::exact_buf r2(over.data(), 28);
+    EXPECT_EQ(check(r2.data(), 28), kCode9);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:28 "
+                                  "does not hold dyn_map_cnt:2\n"));
+    cf::exact_buf r3(over.data(), 16);
+    EXPECT_EQ(check(r3.data(), 16), kCode9);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
+                                  "len:16, min:20\n"));
+}
+
+TEST_F(VsiCheck, PeerFromVersion40MustSendTheWholeValue) {
+    drelm_host_set_pelk_oper_ver(40);
+    auto short_rmt = head_and_pairs(lcl_);
+    cf::exact_buf r(short_rmt);
+    EXPECT_EQ(check(r.data(), uint32_t(r.size())), kCode9);
+    EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
+                                  "len:36, min:792\n"));
 }
 
 TEST_F(VsiCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {

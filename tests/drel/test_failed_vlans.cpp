@@ -123,7 +123,7 @@ TEST(FailedVlansVni, SeveralVlansOnOneBdCountOnce) {
     EXPECT_TRUE(zt::has_log(kVni, count_line(0, 1, 4095)));
 }
 
-TEST(FailedVlansVni, BdBeyondBitmapIsNotWrittenButStillFails) {
+TEST(FailedVlansVni, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount) {
     cf::add_memvni(4096, 5000);
     maps m;
     m.lcl[1] = 5000;
@@ -131,11 +131,25 @@ TEST(FailedVlansVni, BdBeyondBitmapIsNotWrittenButStillFails) {
     cf::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr,
                                                    pass.as<bmp4096_t>(), failed.as<bmp4096_t>()),
-              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+              0u); // the failed count is 0
     EXPECT_EQ(cf::bmp_count(*failed.as<bmp4096_t>()), 0u);
     EXPECT_EQ(cf::bmp_count(*pass.as<bmp4096_t>()), 4096u);
     EXPECT_TRUE(zt::has_log(kVni, ": Error: bd:4096 (vni:5000) out of bitmap range, not marked\n"));
     EXPECT_TRUE(zt::has_log(kVni, ": Failed vlan:1, sw_bd_id:4096, lcl vni:5000, rmt vni:0\n"));
+    EXPECT_TRUE(zt::has_log(kVni, count_line(0, 0, 4096)));
+}
+
+TEST(FailedVlansVni, BdBeyondBitmapBesideAMarkedBdStillFails) {
+    cf::add_memvni(4096, 5000);
+    cf::add_memvni(12, 6000);
+    maps m;
+    m.lcl[1] = 5000;
+    m.lcl[2] = 6000;
+    outputs o;
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr, &o.pass,
+                                                   &o.failed),
+              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_TRUE(zt::has_log(kVni, count_line(0, 1, 4095)));
 }
 
 TEST(FailedVlansBmp, EqualOrClearBitsPassAndOutsidePelkIsNotExamined) {
@@ -238,7 +252,7 @@ TEST(FailedVlansBmp, WordScanFindsEveryPelkVlan) {
     EXPECT_EQ(cf::bmp_count(o.failed), vlans.size());
 }
 
-TEST(FailedVlansBmp, BdBeyondBitmapIsNotWrittenButStillFails) {
+TEST(FailedVlansBmp, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount) {
     cf::add_memvni(70000, 5000);
     std::vector<uint32_t> map(4096, 0);
     map[9] = 5000;
@@ -247,10 +261,11 @@ TEST(FailedVlansBmp, BdBeyondBitmapIsNotWrittenButStillFails) {
     cf::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk,
                                                    pass.as<bmp4096_t>(), failed.as<bmp4096_t>()),
-              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+              0u); // the failed count is 0
     EXPECT_EQ(cf::bmp_count(*failed.as<bmp4096_t>()), 0u);
     EXPECT_TRUE(
         zt::has_log(kBmp, ": Error: bd:70000 (vni:5000) out of bitmap range, not marked\n"));
+    EXPECT_TRUE(zt::has_log(kBmp, count_line(1, 0, 4096)));
 }
 
 } // namespace

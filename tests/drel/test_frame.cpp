@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -299,6 +300,16 @@ TEST(LogbufInit, RetriedOnEveryEventUntilOneOpenSucceeds) {
     EXPECT_EQ(zt::log_count("zorv_drel_lib_alloc_tlv", ": Unsupported type:3\n"), 6u);
 }
 
+TEST(LogbufInit, ExportedFlagFollowsTheFirstSuccessfulOpen) {
+    // The flag is process-wide state that the peer manager can read by name.
+    ASSERT_EQ(zorv_drel_lib_logbuf_init_done, 0u);
+    debug_history_fail_open(zt::kSvc, 1);
+    log_one_event();
+    EXPECT_EQ(zorv_drel_lib_logbuf_init_done, 0u);
+    log_one_event();
+    EXPECT_EQ(zorv_drel_lib_logbuf_init_done, 1u);
+}
+
 TEST(LogbufInit, ExplicitCallOpens) {
     ASSERT_EQ(debug_history_open_calls(zt::kSvc), 0u);
     zorv_drel_lib_logbuf_init();
@@ -331,6 +342,26 @@ TEST(DebugPrint, WritesHeaderOnceThenTexts) {
     EXPECT_EQ(read_file(path), header_for(ctx) + "first 42 x\n");
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "second\n"), 0);
     EXPECT_EQ(read_file(path), header_for(ctx) + "first 42 x\nsecond\n");
+    fs::remove(path);
+}
+
+TEST(DebugPrint, ExportedHandleIsTheOpenFile) {
+    ensure_debug_dir();
+    const uint32_t ctx = own_context();
+    const std::string path = debug_path(ctx);
+    fs::remove_all(path);
+    ASSERT_TRUE(fs::create_directory(path)); // the first open fails
+    sysmgr_host_set_context_id(ctx);
+    EXPECT_EQ(zorv_drel_lib_debug_print(0, "lost\n"), 0);
+    EXPECT_EQ(zorv_drel_lib_debug_file, nullptr);
+    ASSERT_TRUE(fs::remove(path));
+
+    EXPECT_EQ(zorv_drel_lib_debug_print(0, "kept\n"), 0);
+    ASSERT_NE(zorv_drel_lib_debug_file, nullptr);
+    // Writing through the exported handle lands in the same file.
+    std::fputs("through the handle\n", zorv_drel_lib_debug_file);
+    std::fflush(zorv_drel_lib_debug_file);
+    EXPECT_EQ(read_file(path), header_for(ctx) + "kept\nthrough the handle\n");
     fs::remove(path);
 }
 

@@ -315,6 +315,45 @@ TEST_F(GblCheck, MalformedLocalValueFails) {
                                   "does not hold dyn_map_cnt:1\n"));
 }
 
+TEST_F(GblCheck, UnjudgedLocalValuesAreNotRead) {
+    const member_vni_t r{3, 4};
+    const uint32_t bd_only = 1;
+    cf::exact_buf l(&bd_only, 4);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 4, l.data(), 8, 8, &r), 0u);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:8\n"));
+    EXPECT_EQ(zt::logs_containing("lcl value too short"), 0u) << zt::dump_events();
+}
+
+TEST_F(GblCheck, LocalCountOfZeroOrLessMeansNoPairs) {
+    auto with_count = [](uint32_t mode, int32_t count) {
+        auto v = vsi(mode);
+        reinterpret_cast<vsi_all_t *>(v.data())->dyn_map_cnt = static_cast<uint32_t>(count);
+        return v;
+    };
+    EXPECT_EQ(check(with_count(ZORV_MAP_MODE_STATIC, -1), vsi(ZORV_MAP_MODE_STATIC)), 0u)
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kTlv, ": STATIC configured on both local and remote\n"));
+    // The counts themselves are still compared where the maps are.
+    EXPECT_EQ(check(with_count(ZORV_MAP_MODE_DFS, -1), vsi(ZORV_MAP_MODE_DFS)), kCode9);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Local & Remote dot1q does not match\n"));
+}
+
+TEST_F(GblCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
+    drelm_host_set_pelk_oper_ver(39);
+    auto l = vsi(ZORV_MAP_MODE_DFS, {{5000, 10}, {6000, 20}});
+    std::vector<uint8_t> head(l.begin(), l.begin() + 36);
+    cf::exact_buf r(head);
+    EXPECT_EQ(check(l, r.data(), 36), 0u) << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kTlv, ": DFS/VMT/LLDP configured on both local and remote\n"));
+    head[28] = 99; // the second pair's VNI differs
+    cf::exact_buf r2(head);
+    EXPECT_EQ(check(l, r2.data(), 36), kCode9);
+    drelm_host_set_pelk_oper_ver(40);
+    EXPECT_EQ(check(l, r.data(), 36), kCode9);
+    EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
+                                  "len:36, min:792\n"));
+}
+
 TEST_F(GblCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {
     auto lcl = vsis({vsi(2, {{5000, 10}})});
     auto bad = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 100, 2);

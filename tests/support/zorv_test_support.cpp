@@ -17,6 +17,13 @@ std::vector<std::string> events() {
     return out;
 }
 
+size_t logs_containing(std::string_view part) {
+    size_t n = 0;
+    for (const auto &e : events())
+        if (std::string_view(e).find(part) != std::string_view::npos) ++n;
+    return n;
+}
+
 size_t log_count(std::string_view fn, std::string_view text) {
     size_t n = 0;
     for (const auto &e : events()) {
@@ -24,7 +31,8 @@ size_t log_count(std::string_view fn, std::string_view text) {
         if (v.size() < fn.size() + 2 || v.substr(0, fn.size()) != fn || v[fn.size()] != '(')
             continue;
         size_t i = fn.size() + 1, digits = 0;
-        while (i < v.size() && v[i] >= '0' && v[i] <= '9') ++i, ++digits;
+        while (i < v.size() && v[i] >= '0' && v[i] <= '9')
+            ++i, ++digits;
         if (digits == 0 || i >= v.size() || v[i] != ')') continue;
         if (v.substr(i + 1) == text) ++n;
     }
@@ -40,7 +48,8 @@ size_t raw_count(std::string_view text) {
 
 std::string dump_events() {
     std::string out;
-    for (const auto &e : events()) out += "[" + e + "]\n";
+    for (const auto &e : events())
+        out += "[" + e + "]\n";
     return out;
 }
 
@@ -86,7 +95,8 @@ std::unique_ptr<encap_map_t> map_val(const std::string &name,
                                      const std::vector<std::pair<uint32_t, uint32_t>> &vlan_vni) {
     auto m = std::make_unique<encap_map_t>();
     std::memset(m.get(), 0, sizeof *m);
-    std::memcpy(m->encap_name, name.data(), std::min<size_t>(name.size(), sizeof m->encap_name - 1));
+    std::memcpy(m->encap_name, name.data(),
+                std::min<size_t>(name.size(), sizeof m->encap_name - 1));
     for (auto [v, vni] : vlan_vni)
         if (v < ZORV_DOT1Q_COUNT) m->dot1q_vni[v] = vni;
     return m;
@@ -106,4 +116,4 @@ std::vector<uint8_t> make_update(uint32_t is_delete, uint32_t if_index, const tl
     return p;
 }
 
-}  // namespace zt
+} // namespace zt

@@ -21,6 +21,8 @@ std::vector<std::string> events();
 // Events that are exactly "<fn>(<line>)<text>" for some line number. `text` starts after the
 // closing parenthesis, e.g. log_count("zorv_drel_lib_alloc_tlv", ": Unsupported type:3\n").
 size_t log_count(std::string_view fn, std::string_view text);
+// Number of logged events, whatever their prefix, whose text contains `part`.
+size_t logs_containing(std::string_view part);
 inline bool has_log(std::string_view fn, std::string_view text) { return log_count(fn, text) > 0; }
 // Events equal to `text` exactly (lines without a function-and-line prefix).
 size_t raw_count(std::string_view text);

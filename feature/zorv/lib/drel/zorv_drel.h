@@ -26,6 +26,7 @@
 
 #include <stdint.h>
 #include <stddef.h>
+#include <stdio.h>
 
 #include <platform/bitset.h>
 #include <platform/bmp4096.h>
@@ -318,6 +319,12 @@ typedef struct zorv_mrange {
 /* Frame and formats                                                                            */
 /* ------------------------------------------------------------------------------------------ */
 
+/* The open debug log file: null until the first successful zorv_drel_lib_debug_print, then
+ * kept open for the life of the process. */
+ZORV_DREL_API extern FILE *zorv_drel_lib_debug_file;
+/* 1 once the debug-history buffers are open; until then every log event tries to open them. */
+ZORV_DREL_API extern uint32_t zorv_drel_lib_logbuf_init_done;
+
 /* Opens the debug-history buffers; retried by every log event until it succeeds once. */
 ZORV_DREL_API void zorv_drel_lib_logbuf_init(void);
 /* Appends one formatted text to the debug log file; returns the flush result, 0 when the file
@@ -543,6 +550,10 @@ ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check(uint32_t app_param,
                                                         uint32_t flags, uint32_t reserved,
                                                         type1_compat_result_t *pass_res,
                                                         type1_compat_result_t *fail_res);
+/* One pair of the graceful check. Only types 8 and 9 are judged, and only their local values are
+ * read; a remote value of a known type must hold its record. A type-9 value from a peer up to
+ * protocol version 39 needs only its head and pairs; from 40 on also the bitmap and name behind
+ * them. A local dyn_map_cnt of 0 or less means no pairs; a remote one below 0 fails the pair. */
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check_tlv(
     uint16_t lcl_type, uint16_t lcl_len, const void *lcl_val, uint16_t rmt_type, uint32_t rmt_len,
     const void *rmt_val, uint32_t aux_ctx, type1_compat_result_t *pass_res,
@@ -551,13 +562,17 @@ ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check_tlv(
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_gbl_compat_check(uint32_t app_param,
                                                             const tlv_array_t *lcl_tlvs,
                                                             const tlv_array_t *rmt_tlvs);
+/* One pair of the strict check: only type 9 is judged, under the value rules of the graceful
+ * check's pair. */
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_gbl_compat_check_tlv(uint16_t lcl_type,
                                                                 uint16_t lcl_len,
                                                                 const void *lcl_val,
                                                                 uint16_t rmt_type,
                                                                 uint32_t rmt_len,
                                                                 const void *rmt_val);
-/* Re-checks each remote TLV against the cache entry with the same key. */
+/* Re-checks each remote TLV against the cache entry with the same key; the walk ends with 0 at
+ * the first TLV the cache lacks. A TLV too short for the bytes its key is built from is skipped.
+ * Each pair is judged with fresh, empty holders that are discarded after it. */
 ZORV_DREL_API uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *rmt_tlvs,
                                                              uint32_t is_gbl, uint32_t if_index);
 

@@ -2,11 +2,11 @@
 // the graceful per-VNI check with its result holders, the strict whole-attribute check, and the
 // re-check of a peer's TLVs against the local cache.
 //
-// Remote arrays and values come from the other switch. Every value is checked against the
-// length its TLV gives before it is read as the record of the type it is judged as: a value of
-// a known type shorter than that type's fixed size, or a type-9 value whose dyn_map_cnt is
-// negative or claims more pairs than the value holds, fails its pair with the type's
-// compatibility code and is never read.
+// Remote arrays and values come from the other switch. Every value that a check reads is checked
+// against the length its TLV gives first: a remote value of a known type shorter than that
+// type's record, or a type-9 value whose dyn_map_cnt is negative (remote) or claims more pairs
+// than the value holds, fails its pair with the type's compatibility code and is never read.
+// What a type-9 value must hold depends on the peer's protocol version.
 #include <array>
 #include <cstring>
 
@@ -24,12 +24,14 @@ const char *passed_or_failed(uint32_t rc) noexcept {
 }
 
 // Checks that `value` (non-null, `len` bytes) can be read as a value of `type`; a type-9 value
-// is parsed into `view`. Logs the fault on behalf of `fn` and returns false when it cannot.
+// is parsed into `view` under `rules`. Logs the fault on behalf of `fn` and returns false when
+// it cannot.
 bool value_readable(const char *fn, uint16_t type, const char *side, const void *value,
-                    uint32_t len, vsi_all_view &view) noexcept {
-    const uint32_t need = fixed_value_len(type);
+                    uint32_t len, vsi_all_view &view, const vsi_all_rules &rules = {}) noexcept {
+    uint32_t need = fixed_value_len(type);
     if (type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
-        switch (parse_vsi_all(value, len, view)) {
+        need = vsi_all_head_len(rules);
+        switch (parse_vsi_all(value, len, view, rules)) {
         case vsi_all_fault::none:
         case vsi_all_fault::null_value: return true;
         case vsi_all_fault::too_short: break;
@@ -50,6 +52,20 @@ bool value_readable(const char *fn, uint16_t type, const char *side, const void 
             "min:%u\n",
             type, side, len, need);
     return false;
+}
+
+// The peer protocol version, which decides what a type-9 value carries.
+uint32_t peer_version() noexcept {
+    uint32_t ver = 0;
+    (void)drelm_api_get_pelk_oper_ver(&ver, 1);
+    return ver;
+}
+
+// Peers up to version 39 send no allowed-VLAN bitmap or profile name behind the pairs, so a
+// value from them needs only its head and pairs. A local count of 0 or less means no pairs; a
+// remote one below 0 is refused, as it may come from anyone.
+vsi_all_rules type9_rules(uint32_t ver, bool local) noexcept {
+    return {.tail = ver > 39, .nonpositive_empty = local};
 }
 
 void add_vni(type1_compat_result_t *res, uint32_t vni) noexcept {
@@ -153,8 +169,8 @@ uint32_t check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv, bool rmt
 }
 
 // The strict comparison of two readable type-9 values.
-uint32_t gbl_check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv,
-                                  const vsi_all_view &rv) {
+uint32_t gbl_check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv, const vsi_all_view &rv,
+                                  uint32_t ver) {
     const char *fn = kGblCompatCheckTlv;
     const vsi_all_t &l = *lv.head, &r = *rv.head;
     const uint32_t fail_rc =
@@ -164,8 +180,6 @@ uint32_t gbl_check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv,
     if (find_if_node(fn, lcl_len, l, rc) == nullptr) return rc;
     ZLOG_AS(fn, "%s(%d): lcl parent intf idx:0x%x, vsi:%d, rmt parent intf idx:0x%x, vsi:%d\n",
             l.if_index, l.vsi, r.if_index, r.vsi);
-    uint32_t ver = 0;
-    (void)drelm_api_get_pelk_oper_ver(&ver, 1);
 
     if (l.map_mode != r.map_mode) {
         ZLOG_AS(fn, "%s(%d): VSI type for local and remote does not match\n");
@@ -192,7 +206,7 @@ uint32_t gbl_check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv,
     case ZORV_MAP_MODE_VMT:
     case ZORV_MAP_MODE_LLDP: {
         ZLOG_AS(fn, "%s(%d): DFS/VMT/LLDP configured on both local and remote\n");
-        if (lv.pairs.size() != rv.pairs.size()) {
+        if (l.dyn_map_cnt != r.dyn_map_cnt) {
             ZLOG_AS(fn, "%s(%d): Local & Remote dot1q does not match\n");
             return fail_rc;
         }
@@ -210,29 +224,60 @@ uint32_t gbl_check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv,
     }
 }
 
-// Pass and fail holders of one scope of the re-check; their sets live for one call only.
+// Pass and fail holders of one per-pair call of the re-check: valid and empty when made,
+// discarded with what they gathered when it returns.
 struct scratch_holders {
     type1_compat_result_t pass{}, fail{};
-    scratch_holders() = default;
+    scratch_holders() noexcept {
+        pass.vni_set = vni_set_create();
+        fail.vni_set = vni_set_create();
+    }
     scratch_holders(const scratch_holders &) = delete;
     scratch_holders &operator=(const scratch_holders &) = delete;
     ~scratch_holders() {
-        if (pass.vni_set != nullptr) bitset_free(pass.vni_set);
-        if (fail.vni_set != nullptr) bitset_free(fail.vni_set);
-    }
-    void ready() noexcept {
-        if (pass.vni_set == nullptr) pass.vni_set = vni_set_create();
-        if (fail.vni_set == nullptr) fail.vni_set = vni_set_create();
+        bitset_free(pass.vni_set);
+        bitset_free(fail.vni_set);
     }
 };
 
-// Whether the re-check's key builder for this scope and type reads the value.
-constexpr bool key_reads_value(uint32_t is_gbl, uint16_t type) noexcept {
-    if (is_gbl != 0)
-        return type == ZORV_TYPE1_GBL_MEMBER_VNI || type == ZORV_TYPE1_GBL_ENCAP_PROFILE ||
-               type == ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP;
-    return type == ZORV_TYPE1_INTF_VSI_ADMIN || type == ZORV_TYPE1_INTF_VSI_ENCAP_PROF ||
-           type == ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP || type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
+// Bytes of a value that the re-check's key builder for this scope and type reads: the member
+// VNI behind the BD, the profile name, or the service-instance id behind the parent ifindex.
+// 0 for a type whose key builder refuses it without reading.
+constexpr uint32_t key_value_len(uint32_t is_gbl, uint16_t type) noexcept {
+    if (is_gbl != 0) {
+        switch (type) {
+        case ZORV_TYPE1_GBL_MEMBER_VNI: return ZORV_MEMBER_VNI_LEN;
+        case ZORV_TYPE1_GBL_ENCAP_PROFILE:
+        case ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP: return ZORV_NAME_LEN;
+        default: return 0;
+        }
+    }
+    switch (type) {
+    case ZORV_TYPE1_INTF_VSI_ADMIN:
+    case ZORV_TYPE1_INTF_VSI_ENCAP_PROF:
+    case ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP:
+    case ZORV_TYPE1_INTF_VSI_ATTRIBUTES: return 2 * sizeof(uint32_t);
+    default: return 0;
+    }
+}
+
+// The cached node that the re-check pairs with a remote TLV; `rc` is the key builder's code.
+const void *find_local_node(const tlv &r, uint32_t is_gbl, uint32_t if_index,
+                            uint32_t &rc) noexcept {
+    if (is_gbl != 0 && r.type == ZORV_TYPE1_GBL_MEMBER_VNI) {
+        gbl_cfg_memvni_avl_node_t key{};
+        rc = zorv_drel_set_gbl_memvni_key(&key, r.type, r.len,
+                                          static_cast<const member_vni_t *>(r.value));
+        return rc == ZORV_DREL_OK ? tree_find(zorv_drel_gbl_cfg_memvni_avl, &key) : nullptr;
+    }
+    if (is_gbl != 0) {
+        gbl_cfg_avl_key_t key{};
+        rc = zorv_drel_set_gbl_key(&key, r.type, r.len, r.value);
+        return rc == ZORV_DREL_OK ? tree_find(zorv_drel_gbl_cfg_avl, &key) : nullptr;
+    }
+    if_cfg_avl_key_t key{};
+    rc = zorv_drel_set_if_key(&key, r.type, r.len, r.value, if_index);
+    return rc == ZORV_DREL_OK ? tree_find(zorv_drel_if_cfg_avl, &key) : nullptr;
 }
 
 // Logs the array sizes on behalf of `fn` and applies the rule both drivers share: the counts
@@ -286,12 +331,18 @@ uint32_t zorv_drel_type1_cfg_compat_check_tlv(uint16_t lcl_type, uint16_t lcl_le
         ZLOG("%s(%d): Local and Remote NULL\n");
         return ZORV_DREL_ERR_PARAM_MISSING;
     }
-    // A local value that cannot be read is charged to nobody.
-    if (!value_readable(__func__, lcl_type, "lcl", lcl_val, lcl_len, lv))
+    const uint32_t ver = lcl_type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES ? peer_version() : 0;
+    // Only the types judged here are read on the local side; one that cannot be read is
+    // charged to nobody.
+    const bool judged =
+        lcl_type == ZORV_TYPE1_GBL_MEMBER_VNI || lcl_type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
+    if (judged &&
+        !value_readable(__func__, lcl_type, "lcl", lcl_val, lcl_len, lv, type9_rules(ver, true)))
         return zorv_drel_get_type1_cfg_compat_chk_errcode(lcl_type);
     // The remote value is judged as a value of the local type.
     const bool rmt_readable =
-        rmt_val == nullptr || value_readable(__func__, lcl_type, "rmt", rmt_val, rmt_len, rv);
+        rmt_val == nullptr ||
+        value_readable(__func__, lcl_type, "rmt", rmt_val, rmt_len, rv, type9_rules(ver, false));
 
     switch (lcl_type) {
     case ZORV_TYPE1_GBL_MEMBER_VNI:
@@ -375,14 +426,18 @@ uint32_t zorv_drel_type1_cfg_gbl_compat_check_tlv(uint16_t lcl_type, uint16_t lc
         return ZORV_DREL_ERR_PARAM_MISSING;
     }
     vsi_all_view lv, rv;
-    if (!value_readable(__func__, lcl_type, "lcl", lcl_val, lcl_len, lv) ||
-        !value_readable(__func__, lcl_type, "rmt", rmt_val, rmt_len, rv))
-        return zorv_drel_get_type1_cfg_compat_chk_errcode(lcl_type);
     if (lcl_type != ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
+        // Nothing of the local value is read; a remote one of a known type must still fit.
+        if (!value_readable(__func__, lcl_type, "rmt", rmt_val, rmt_len, rv))
+            return zorv_drel_get_type1_cfg_compat_chk_errcode(lcl_type);
         ZLOG("%s(%d): Unknown type:%d\n", lcl_type);
         return ZORV_DREL_OK;
     }
-    return gbl_check_vsi_attributes(lcl_len, lv, rv);
+    const uint32_t ver = peer_version();
+    if (!value_readable(__func__, lcl_type, "lcl", lcl_val, lcl_len, lv, type9_rules(ver, true)) ||
+        !value_readable(__func__, lcl_type, "rmt", rmt_val, rmt_len, rv, type9_rules(ver, false)))
+        return zorv_drel_get_type1_cfg_compat_chk_errcode(lcl_type);
+    return gbl_check_vsi_attributes(lcl_len, lv, rv, ver);
 }
 
 uint32_t zorv_drel_type1_cfg_gbl_compat_check(uint32_t /*app_param*/, const tlv_array_t *lcl_tlvs,
@@ -445,41 +500,20 @@ uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *rmt_tlvs, uint
     ZLOG("%s(%d): num_tlvs = %d\n", num);
     if (num == 0) return ZORV_DREL_OK;
 
-    // One pair of scratch holders per scope; the verdicts they gather are never returned.
-    scratch_holders gbl_scope, memvni_scope, if_scope;
     for (uint32_t i = 0; i < num; ++i) {
         tlv r{};
         uint32_t rc = static_cast<uint32_t>(rmt.next_logged(r, __func__));
         if (rc != 0) return rc;
         ZLOG("%s(%d): type = %d, tlen=%d\n", r.type, r.len);
-        // The key builders read the value: one short of its type's size is not keyed.
-        if (key_reads_value(is_gbl, r.type) && r.len < fixed_value_len(r.type)) {
+        // A key that would be built from bytes past the value is not built.
+        if (r.len < key_value_len(is_gbl, r.type)) {
             ZLOG_AS(kRmtRebuild,
                     "%s(%d): Failed type-1 compat check for type:%d - %s value too short, "
                     "len:%u, min:%u\n",
-                    r.type, "rmt", r.len, fixed_value_len(r.type));
+                    r.type, "rmt", r.len, key_value_len(is_gbl, r.type));
             continue;
         }
-
-        const void *node = nullptr;
-        scratch_holders *scope = nullptr;
-        if (is_gbl != 0 && r.type == ZORV_TYPE1_GBL_MEMBER_VNI) {
-            gbl_cfg_memvni_avl_node_t key{};
-            rc = zorv_drel_set_gbl_memvni_key(&key, r.type, r.len,
-                                              static_cast<const member_vni_t *>(r.value));
-            if (rc == ZORV_DREL_OK) node = tree_find(zorv_drel_gbl_cfg_memvni_avl, &key);
-            scope = &memvni_scope;
-        } else if (is_gbl != 0) {
-            gbl_cfg_avl_key_t key{};
-            rc = zorv_drel_set_gbl_key(&key, r.type, r.len, r.value);
-            if (rc == ZORV_DREL_OK) node = tree_find(zorv_drel_gbl_cfg_avl, &key);
-            scope = &gbl_scope;
-        } else {
-            if_cfg_avl_key_t key{};
-            rc = zorv_drel_set_if_key(&key, r.type, r.len, r.value, if_index);
-            if (rc == ZORV_DREL_OK) node = tree_find(zorv_drel_if_cfg_avl, &key);
-            scope = &if_scope;
-        }
+        const void *node = find_local_node(r, is_gbl, if_index, rc);
         if (rc != ZORV_DREL_OK) {
             ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
             return rc;
@@ -498,9 +532,9 @@ uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *rmt_tlvs, uint
                  error_to_string(rc), r.type);
             continue;
         }
-        scope->ready();
+        scratch_holders scratch;
         (void)zorv_drel_type1_cfg_compat_check_tlv(lcl_type, lcl_len, lcl_val, r.type, r.len,
-                                                   r.value, 0, &scope->pass, &scope->fail);
+                                                   r.value, 0, &scratch.pass, &scratch.fail);
         (void)zorv_drel_lib_free_tlv(lcl_type, lcl_val);
     }
     return ZORV_DREL_OK;

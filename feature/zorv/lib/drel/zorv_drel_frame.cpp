@@ -11,11 +11,11 @@
 
 #include "zorv_drel_internal.h"
 
-namespace {
-
 // Process-wide state of the two debug channels; never reset, never closed.
 FILE *zorv_drel_lib_debug_file = nullptr;
 uint32_t zorv_drel_lib_logbuf_init_done = 0;
+
+namespace {
 
 constexpr uint32_t kLogbufSize = 0x80000;
 constexpr const char *kDebugFileBase = "/qirra/tmp/zorv_drel_lib_dbg.log";

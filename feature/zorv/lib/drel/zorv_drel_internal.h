@@ -138,27 +138,41 @@ constexpr uint32_t fixed_value_len(uint16_t type) noexcept {
 // profile name all lie inside the value.
 struct vsi_all_view {
     const vsi_all_t *head = nullptr;      // if_index, vsi, admin, map_mode, dyn_map_cnt
-    std::span<const vsi_dyn_map_t> pairs; // dyn_map_cnt pairs
-    const vsi_all_tail_t *tail = nullptr; // dot1q_bmp, prof_name
+    std::span<const vsi_dyn_map_t> pairs; // dyn_map_cnt pairs (none for a count taken as none)
+    const vsi_all_tail_t *tail = nullptr; // dot1q_bmp, prof_name; null when not required
 };
 
 // Why a type-9 value could not be read.
 enum class vsi_all_fault { none, null_value, too_short, negative_count, count_past_end };
 
+// What a reader of a type-9 value requires of it.
+struct vsi_all_rules {
+    bool tail = true;               // the allowed-VLAN bitmap and profile name lie behind the pairs
+    bool nonpositive_empty = false; // a count of 0 or less means no pairs, else negative is refused
+};
+
+// Bytes a type-9 value must hold before its count is looked at.
+constexpr uint32_t vsi_all_head_len(const vsi_all_rules &rules) noexcept {
+    return rules.tail ? ZORV_VSI_ALL_FIXED_LEN : static_cast<uint32_t>(sizeof(vsi_all_t));
+}
+
 // Reads a type-9 value of `len` bytes. The count is taken before anything behind offset 20
-// is touched; a negative count, or one whose pairs and tail do not fit in `len`, is refused.
-inline vsi_all_fault parse_vsi_all(const void *value, uint32_t len, vsi_all_view &out) noexcept {
+// is touched; a count whose pairs (and tail, when the rules ask for it) do not fit in `len` is
+// refused. A count the rules take as no pairs puts the tail right behind the head.
+inline vsi_all_fault parse_vsi_all(const void *value, uint32_t len, vsi_all_view &out,
+                                   const vsi_all_rules &rules = {}) noexcept {
     out = {};
     if (value == nullptr) return vsi_all_fault::null_value;
-    if (len < ZORV_VSI_ALL_FIXED_LEN) return vsi_all_fault::too_short;
+    if (len < vsi_all_head_len(rules)) return vsi_all_fault::too_short;
     const auto *head = static_cast<const vsi_all_t *>(value);
-    const auto count = static_cast<int32_t>(head->dyn_map_cnt);
-    if (count < 0) return vsi_all_fault::negative_count;
-    if (uint64_t{ZORV_VSI_ALL_FIXED_LEN} + 8u * uint64_t(count) > len)
+    auto count = static_cast<int32_t>(head->dyn_map_cnt);
+    if (count < 0 && !rules.nonpositive_empty) return vsi_all_fault::negative_count;
+    if (count < 0) count = 0;
+    if (uint64_t{vsi_all_head_len(rules)} + 8u * uint64_t(count) > len)
         return vsi_all_fault::count_past_end;
     out.head = head;
     out.pairs = {head->dyn_map, static_cast<size_t>(count)};
-    out.tail = ZORV_VSI_ALL_TAIL(const_cast<vsi_all_t *>(head), count);
+    if (rules.tail) out.tail = ZORV_VSI_ALL_TAIL(const_cast<vsi_all_t *>(head), count);
     return vsi_all_fault::none;
 }
 
