@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "zorv_drel_internal.h"
+#include "zorv_drel_trees.h"
 
 namespace zorv {
 namespace {
@@ -19,33 +19,28 @@ bitset_t *fail_all_working_set_reset() noexcept {
     return g_fail_all_working_set;
 }
 
-// Members of a bitmap's 512 bytes.
-uint32_t bmp_count(const bmp4096_t *b) noexcept {
-    return b == nullptr ? 0u : bitmap_count_bits(b->bits, sizeof b->bits);
-}
-
 // Marks BD `bd` failed: set in `failed`, cleared in `pass`. A BD that does not fit a bitmap is
 // logged on behalf of `fn` and left out of both.
 void mark_failed_bd(const char *fn, uint32_t bd, uint32_t vni, bmp4096_t &pass,
                     bmp4096_t &failed) noexcept {
     if (bd >= ZORV_DOT1Q_COUNT)
         ZLOG_AS(fn, "%s(%d): Error: bd:%u (vni:%u) out of bitmap range, not marked\n", bd, vni);
-    bmp_set(failed, bd);
-    bmp_clear(pass, bd);
+    bmp::set(failed, bd);
+    bmp::clear(pass, bd);
 }
 
 void init_outputs(bmp4096_t &pass, bmp4096_t &failed) noexcept {
-    std::memset(pass.bits, 0xFF, sizeof pass.bits);
-    bmp_reset(failed);
+    bmp::fill(pass, 0xFF);
+    bmp::reset(failed);
 }
 
 // The result is decided by the failed bitmap alone: a BD that could not be marked in it was
 // logged, and leaves the verdict as the bitmap shows it.
 uint32_t finish_failed_vlans(const char *fn, uint16_t type, const bmp4096_t *pelk_bmp,
                              const bmp4096_t &pass, const bmp4096_t &failed) noexcept {
-    const uint32_t failed_cnt = bmp_count(&failed);
-    ZLOG_AS(fn, "%s(%d): pelk vlan cnt:%d, failed cnt:%d, pass cnt:%d\n", bmp_count(pelk_bmp),
-            failed_cnt, bmp_count(&pass));
+    const uint32_t failed_cnt = bmp::count(&failed);
+    ZLOG_AS(fn, "%s(%d): pelk vlan cnt:%d, failed cnt:%d, pass cnt:%d\n", bmp::count(pelk_bmp),
+            failed_cnt, bmp::count(&pass));
     if (failed_cnt == 0) return ZORV_DREL_OK;
     return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
 }
@@ -83,15 +78,12 @@ uint32_t zorv_drel_lib_get_bd_for_vni(uint32_t vni) {
         return 0;
     }
     const member_vni_t value{0, vni};
-    gbl_cfg_memvni_avl_node_t key{};
-    const uint32_t rc =
-        zorv_drel_set_gbl_memvni_key(&key, ZORV_TYPE1_GBL_MEMBER_VNI, ZORV_MEMBER_VNI_LEN, &value);
-    if (rc != ZORV_DREL_OK) {
-        ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
+    const auto found = find<memvni_tree>({ZORV_TYPE1_GBL_MEMBER_VNI, ZORV_MEMBER_VNI_LEN, &value});
+    if (found.rc != ZORV_DREL_OK) {
+        ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", found.rc, error_to_string(found.rc));
         return 0;
     }
-    const auto *node = static_cast<const gbl_cfg_memvni_avl_node_t *>(
-        tree_find(zorv_drel_gbl_cfg_memvni_avl, &key));
+    const gbl_cfg_memvni_avl_node_t *node = found.node;
     if (node != nullptr) {
         ZLOG("%s(%d): cfg_p: bd:%d, vni:%d\n", node->bd, node->vni);
         return node->bd;
@@ -103,7 +95,7 @@ uint32_t zorv_drel_lib_get_bd_for_vni(uint32_t vni) {
 uint32_t zorv_drel_lib_get_bd_bmp_for_vsi(const if_cfg_avl_node_t *if_node, bmp4096_t *bd_bmp,
                                           bitset_t *vni_set) {
     if (if_node == nullptr || bd_bmp == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
-    bmp_reset(*bd_bmp);
+    bmp::reset(*bd_bmp);
     for (uint32_t v = 1; v < ZORV_DOT1Q_COUNT; ++v) {
         const uint32_t vni = if_node->dot1q_vni[v];
         if (vni == 0) continue;
@@ -112,7 +104,7 @@ uint32_t zorv_drel_lib_get_bd_bmp_for_vsi(const if_cfg_avl_node_t *if_node, bmp4
         if (bd == 0) continue;
         if (bd >= ZORV_DOT1Q_COUNT)
             ZLOG("%s(%d): Error: bd:%u (vni:%u) out of bitmap range, not marked\n", bd, vni);
-        bmp_set(*bd_bmp, bd);
+        bmp::set(*bd_bmp, bd);
     }
     return ZORV_DREL_OK;
 }
@@ -172,28 +164,18 @@ uint32_t zorv_drel_lib_check_failed_vlans_bmp(uint16_t type, const uint32_t *dot
          static_cast<const void *>(rmt_bmp));
     if (lcl_bmp == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
 
-    if (pelk_bmp != nullptr) {
-        // Whole 32-bit words at a time: VLAN 0 is the most significant bit of the first word.
-        for (uint32_t w = 0; w < ZORV_DOT1Q_COUNT / 32; ++w) {
-            const uint8_t *p = pelk_bmp->bits + 4 * w;
-            uint32_t word =
-                uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-            while (word != 0) {
-                const auto lead = static_cast<uint32_t>(__builtin_clz(word));
-                word &= ~(0x80000000u >> lead);
-                const uint32_t v = 32 * w + lead;
-                const bool l = bmp_test(*lcl_bmp, v);
-                const bool fails = rmt_bmp != nullptr ? l != bmp_test(*rmt_bmp, v) : l;
-                if (!fails || dot1q_map == nullptr) continue;
-                const uint32_t e = dot1q_map[v];
-                if (e == 0) continue;
-                const uint32_t b = zorv_drel_lib_get_bd_for_vni(e);
-                if (b == 0) continue;
-                mark_failed_bd(__func__, b, e, *pass_bmp, *failed_bmp);
-                ZLOG("%s(%d): Failed bd:%d (vni:%d)\n", b, e);
-            }
-        }
-    }
+    const char *fn = __func__; // the walk below logs on behalf of this operation
+    auto judge_vlan = [&](uint32_t v) {
+        const bool l = bmp::test(*lcl_bmp, v);
+        const bool fails = rmt_bmp != nullptr ? l != bmp::test(*rmt_bmp, v) : l;
+        // A failing VLAN without a VNI or without a BD leaves no trace.
+        const uint32_t e = fails && dot1q_map != nullptr ? dot1q_map[v] : 0u;
+        const uint32_t b = e != 0 ? zorv_drel_lib_get_bd_for_vni(e) : 0u;
+        if (b == 0) return;
+        mark_failed_bd(fn, b, e, *pass_bmp, *failed_bmp);
+        ZLOG_AS(fn, "%s(%d): Failed bd:%d (vni:%d)\n", b, e);
+    };
+    if (pelk_bmp != nullptr) bmp::for_each_set(*pelk_bmp, judge_vlan);
     return finish_failed_vlans(__func__, type, pelk_bmp, *pass_bmp, *failed_bmp);
 }
 
@@ -252,13 +234,12 @@ uint32_t zorv_drel_lib_fail_all_vlans_vsi(const if_cfg_avl_node_t *if_node, uint
 
     bitset_t *working = fail_all_working_set_reset();
     bmp4096_t bds;
-    bmp_reset(bds);
+    bmp::reset(bds);
     (void)zorv_drel_lib_get_bd_bmp_for_vsi(if_node, &bds, working);
 
-    for (int32_t vni = bitset_find(working, 0); vni >= 0 && uint32_t(vni) <= ZORV_VNI_MAX;
-         vni = uint32_t(vni) < ZORV_VNI_MAX ? bitset_find(working, uint32_t(vni) + 1) : -1) {
-        set_add(fail_res, uint32_t(vni));
-        set_remove(pass_res, uint32_t(vni));
-    }
+    for_each_vni(working, [&](uint32_t vni) {
+        set_add(fail_res, vni);
+        set_remove(pass_res, vni);
+    });
     return ZORV_DREL_OK;
 }

@@ -20,30 +20,7 @@ namespace {
 constexpr uint32_t kLogbufSize = 0x80000;
 constexpr const char *kDebugFileBase = "/qirra/tmp/zorv_drel_lib_dbg.log";
 constexpr const char *kLibName = "ZORV DREL Type-1 CFG LIB";
-constexpr uint32_t kRegisteredTypes = 15; // every type but ZORV_DREL_LIB_MEM_MAX
-
-// Indexed by type code; codes 0, 3 and 4 are not defined.
-constexpr std::array<const char *, 10> kTypeNames = {"",
-                                                     "Gbl Encap Profile",
-                                                     "Gbl Encap Dot1q Map",
-                                                     "",
-                                                     "",
-                                                     "Intf Vsi Id, Admin Status",
-                                                     "Intf Vsi Encap Prof",
-                                                     "Intf Vsi Encap Dot1q Map",
-                                                     "Gbl Member Vni",
-                                                     "Intf Vsi Attributes"};
-
-constexpr std::array<uint32_t, 10> kCompatCodes = {ZORV_DREL_ERR_FAILURE,
-                                                   ZORV_DREL_ERR_COMPAT_GBL_ENCAP_PROFILE,
-                                                   ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP,
-                                                   ZORV_DREL_ERR_FAILURE,
-                                                   ZORV_DREL_ERR_FAILURE,
-                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI,
-                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_PROF,
-                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_DOT1Q_MAP,
-                                                   ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI,
-                                                   ZORV_DREL_ERR_COMPAT_INTF_VSI};
+constexpr uint32_t kRegisteredTypes = ZORV_DREL_LIB_MEM_MAX; // every type but the MAX row
 
 // The largest pair count whose type-9 value length still fits the 16-bit TLV length.
 constexpr uint32_t kMaxValuePairs = (0xFFFFu - ZORV_VSI_ALL_FIXED_LEN) / 8u;
@@ -99,13 +76,22 @@ uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, uint16_t *out_type, uint16
     return ZORV_DREL_OK;
 }
 
-constexpr bool is_known_type(uint16_t type) noexcept {
-    return zorv::fixed_value_len(type) != 0;
-}
-
 } // namespace
 
 namespace zorv {
+
+bool value_fits_logged(const char *fn, uint16_t type, uint16_t len, const void *value,
+                       uint16_t shown) noexcept {
+    const value_check c = check_value(type, value, len);
+    if (c.ok()) return true;
+    if (rule_of(type).varies)
+        ZLOG_AS(fn, "%s(%d): Error: malformed value of type:%d len:%d\n", static_cast<int>(shown),
+                static_cast<int>(len));
+    else
+        ZLOG_AS(fn, "%s(%d): Error: value of type:%d too short (len:%d, need:%d)\n",
+                static_cast<int>(shown), static_cast<int>(len), static_cast<int>(c.need));
+    return false;
+}
 
 void fill_vsi_all(const char *fn, const if_cfg_avl_node_t &node, uint32_t if_index,
                   vsi_all_t &value) noexcept {
@@ -178,25 +164,36 @@ bitset_t *vni_set_create() noexcept {
 
 } // namespace zorv
 
-const zorv_drel_lib_mem_type_row_t zorv_drel_lib_mem_type_t[17] = {
-    {ZORV_DREL_LIB_MEM_NONE, "ZORV_DREL_LIB_MEM_NONE"},
-    {ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t, "ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t"},
-    {ZORV_DREL_LIB_MEM_if_cfg_avl_node_t, "ZORV_DREL_LIB_MEM_if_cfg_avl_node_t"},
-    {ZORV_DREL_LIB_MEM_tlv_array_t, "ZORV_DREL_LIB_MEM_tlv_array_t"},
-    {ZORV_DREL_LIB_MEM_drelm_app_info_t, "ZORV_DREL_LIB_MEM_drelm_app_info_t"},
-    {ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t,
-     "ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t"},
-    {ZORV_DREL_LIB_MEM_member_vni_t, "ZORV_DREL_LIB_MEM_member_vni_t"},
-    {ZORV_DREL_LIB_MEM_encap_name_t, "ZORV_DREL_LIB_MEM_encap_name_t"},
-    {ZORV_DREL_LIB_MEM_encap_map_t, "ZORV_DREL_LIB_MEM_encap_map_t"},
-    {ZORV_DREL_LIB_MEM_encap_profile_node, "ZORV_DREL_LIB_MEM_encap_profile_node"},
-    {ZORV_DREL_LIB_MEM_vsi_admin_t, "ZORV_DREL_LIB_MEM_vsi_admin_t"},
-    {ZORV_DREL_LIB_MEM_vsi_encap_rng_t, "ZORV_DREL_LIB_MEM_vsi_encap_rng_t"},
-    {ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t, "ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t"},
-    {ZORV_DREL_LIB_MEM_encap_uid_node_t, "ZORV_DREL_LIB_MEM_encap_uid_node_t"},
-    {ZORV_DREL_LIB_MEM_vsi_all_t, "ZORV_DREL_LIB_MEM_vsi_all_t"},
-    {ZORV_DREL_LIB_MEM_MAX, "ZORV_DREL_LIB_MEM_MAX"},
+// Each row's name is its enumerator spelled out, so the enumeration is the one list.
+#define ZORV_MEM_ROW(e)                                                                            \
+    { e, #e }
+constexpr zorv_drel_lib_mem_type_row_t zorv_drel_lib_mem_type_t[17] = {
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_NONE),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_if_cfg_avl_node_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_tlv_array_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_drelm_app_info_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_member_vni_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_encap_name_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_encap_map_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_encap_profile_node),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_vsi_admin_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_vsi_encap_rng_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_encap_uid_node_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_vsi_all_t),
+    ZORV_MEM_ROW(ZORV_DREL_LIB_MEM_MAX),
     {0, ""}};
+#undef ZORV_MEM_ROW
+
+// Row n holds value n, one row per enumerator and the terminator after them.
+static_assert([] {
+    for (uint32_t i = 0; i <= ZORV_DREL_LIB_MEM_MAX; ++i)
+        if (zorv_drel_lib_mem_type_t[i].value != i) return false;
+    return zorv_drel_lib_mem_type_t[ZORV_DREL_LIB_MEM_MAX + 1].name[0] == '\0';
+}());
+static_assert(std::size(zorv_drel_lib_mem_type_t) == ZORV_DREL_LIB_MEM_MAX + 2);
 
 void zorv_drel_lib_logbuf_init(void) {
     if (debug_history_open(ZORV_DREL_LIB_SERVICE_ID, kLogbufSize) != 0) return;
@@ -238,11 +235,11 @@ void *zorv_drel_lib_calloc(uint32_t mem_type, uint32_t size) {
 }
 
 const char *zorv_drel_type1_cfg_type_to_str(uint16_t type) {
-    return type < kTypeNames.size() ? kTypeNames[type] : "";
+    return zorv::rule_of(type).name;
 }
 
 uint32_t zorv_drel_get_type1_cfg_compat_chk_errcode(uint16_t type) {
-    return type < kCompatCodes.size() ? kCompatCodes[type] : ZORV_DREL_ERR_FAILURE;
+    return zorv::rule_of(type).compat_code;
 }
 
 uint32_t zorv_drel_lib_get_type_from_uid(uint32_t uid) {
@@ -283,7 +280,7 @@ uint32_t zorv_drel_lib_alloc_tlv(uint16_t type, uint16_t *out_type, uint16_t *ou
 }
 
 uint32_t zorv_drel_lib_free_tlv(uint16_t type, void *value) {
-    if (is_known_type(type))
+    if (zorv::rule_of(type).fixed_len != 0)
         return static_cast<uint32_t>(tracked_free(ZORV_DREL_LIB_SERVICE_ID, value));
     ZLOG_SRC("%s(%d): Unsupported type:%d\n", static_cast<int>(type));
     return ZORV_DREL_ERR_INVALID_ARG;

@@ -1,6 +1,7 @@
 // zorv_drel_internal.h - what every source file of the library shares and nothing outside sees:
-// the debug-history logging macros, tracked scratch memory, bit helpers of bmp4096_t and the one
-// checked way to walk a TLV array or read a type-9 value.
+// the debug-history logging macros, tracked scratch memory and the one checked way to walk a
+// TLV array. The type table and value check are in zorv_drel_types.h, the bitmap helper in
+// zorv_drel_bmp.h, the cache trees in zorv_drel_trees.h.
 #ifndef ZORV_DREL_INTERNAL_H
 #define ZORV_DREL_INTERNAL_H
 
@@ -12,6 +13,8 @@
 #include <platform/platform.h>
 
 #include "zorv_drel.h"
+#include "zorv_drel_bmp.h"
+#include "zorv_drel_types.h"
 
 namespace zorv {
 
@@ -51,26 +54,6 @@ tracked_ptr<T> tracked_calloc(uint32_t mem_type, uint32_t size = sizeof(T)) noex
     return tracked_ptr<T>(static_cast<T *>(zorv_drel_lib_calloc(mem_type, size)));
 }
 
-// ---- bmp4096_t bits ------------------------------------------------------------------------
-
-constexpr uint8_t bit_mask(uint32_t n) noexcept {
-    return static_cast<uint8_t>(0x80u >> (n & 7u));
-}
-inline bool bmp_test(const bmp4096_t &b, uint32_t n) noexcept {
-    return n < 4096u && (b.bits[n >> 3] & bit_mask(n)) != 0;
-}
-// Setting or clearing a bit at or above 4096 does nothing: a bitmap is never written past its end.
-inline void bmp_set(bmp4096_t &b, uint32_t n) noexcept {
-    if (n < 4096u) b.bits[n >> 3] |= bit_mask(n);
-}
-inline void bmp_clear(bmp4096_t &b, uint32_t n) noexcept {
-    if (n < 4096u) b.bits[n >> 3] &= static_cast<uint8_t>(~bit_mask(n));
-}
-inline void bmp_reset(bmp4096_t &b) noexcept {
-    b.len = 512;
-    std::memset(b.bits, 0, sizeof b.bits);
-}
-
 // Copies at most 255 characters of a NUL-terminated name into a 256-byte field, NUL-padded.
 inline void copy_name(char (&dst)[ZORV_NAME_LEN], const char *src) noexcept {
     std::memset(dst, 0, sizeof dst);
@@ -88,9 +71,15 @@ struct tlv {
 
 // Walks an aligned TLV array. Every TLV is bounds-checked by the platform before it is
 // yielded, so no caller can read a header or value outside data[0 .. len).
+//
+// As a range, for (const tlv &t : w), it yields the TLVs of the array in order, at most
+// count() of them (the TLVs whose headers lie inside the array: every walk of the library
+// logs, sizes or pairs by that number), and stops at the first fault, which fault() tells
+// afterwards. The check drivers, which pair two arrays in step, call next() instead.
 class tlv_walker {
   public:
-    explicit tlv_walker(const tlv_array_t *array) noexcept : array_(array) {}
+    explicit tlv_walker(const tlv_array_t *array) noexcept
+        : array_(array), count_(tlv_array_count(array, 1)) {}
     // 0 and the next TLV in `out`, TLV_ERR_END after the last one, or the platform's error
     // (TLV_ERR_MALFORMED for a TLV that runs past the array).
     int next(tlv &out) noexcept {
@@ -99,111 +88,62 @@ class tlv_walker {
         out.value = rc == 0 ? value : nullptr;
         return rc;
     }
-    // next(), logging a failure on behalf of `fn` as the walks of whole arrays do.
-    int next_logged(tlv &out, const char *fn) noexcept {
-        const int rc = next(out);
-        if (rc != 0)
-            ZLOG_AS(fn, "%s(%d): Failed (rc=0x%x, %s) to retrieve tlv\n", static_cast<unsigned>(rc),
-                    error_to_string(static_cast<uint32_t>(rc)));
-        return rc;
+    // TLVs whose headers lie inside the array.
+    uint32_t count() const noexcept { return count_; }
+    // 0 when the range ended after its last TLV, else the platform's code that stopped it.
+    int fault() const noexcept { return fault_; }
+    // fault(), logged on behalf of `fn` as the walks of whole arrays do.
+    int fault_logged(const char *fn) const noexcept {
+        if (fault_ != 0)
+            ZLOG_AS(fn, "%s(%d): Failed (rc=0x%x, %s) to retrieve tlv\n",
+                    static_cast<unsigned>(fault_), error_to_string(static_cast<uint32_t>(fault_)));
+        return fault_;
     }
-    uint32_t count() const noexcept { return tlv_array_count(array_, 1); }
+
+    class iterator {
+      public:
+        explicit iterator(tlv_walker *w) noexcept : w_(w) { advance(); }
+        iterator() noexcept = default;
+        const tlv &operator*() const noexcept { return cur_; }
+        iterator &operator++() noexcept {
+            advance();
+            return *this;
+        }
+        bool operator!=(const iterator &o) const noexcept { return w_ != o.w_; }
+
+      private:
+        void advance() noexcept {
+            if (w_ == nullptr) return;
+            if (w_->yielded_ == w_->count_) {
+                w_ = nullptr;
+                return;
+            }
+            const int rc = w_->next(cur_);
+            if (rc != 0) {
+                w_->fault_ = rc == TLV_ERR_END ? 0 : rc;
+                w_ = nullptr;
+                return;
+            }
+            ++w_->yielded_;
+        }
+        tlv_walker *w_ = nullptr;
+        tlv cur_{};
+    };
+    iterator begin() noexcept { return iterator(this); }
+    iterator end() noexcept { return iterator(); }
 
   private:
     const tlv_array_t *array_;
+    uint32_t count_;
     uint32_t cursor_ = 0;
+    uint32_t yielded_ = 0;
+    int fault_ = 0;
 };
 
 // Checks that an array received inside `avail` bytes holds its own header and the `len` bytes
 // of TLVs that the header claims.
 inline bool tlv_array_fits(const tlv_array_t *array, uint64_t avail) noexcept {
     return array != nullptr && avail >= sizeof(uint32_t) && uint64_t{array->len} + 4u <= avail;
-}
-
-// The fixed value length of a type-1 type (type 9: without its pairs); 0 for an unknown type.
-constexpr uint32_t fixed_value_len(uint16_t type) noexcept {
-    switch (type) {
-    case ZORV_TYPE1_GBL_ENCAP_PROFILE: return ZORV_ENCAP_NAME_WIRE_LEN;
-    case ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP: return ZORV_ENCAP_MAP_LEN;
-    case ZORV_TYPE1_INTF_VSI_ADMIN: return ZORV_VSI_ADMIN_LEN;
-    case ZORV_TYPE1_INTF_VSI_ENCAP_PROF: return ZORV_VSI_ENCAP_RNG_LEN;
-    case ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP: return ZORV_VSI_ENCAP_DOT1Q_MAP_LEN;
-    case ZORV_TYPE1_GBL_MEMBER_VNI: return ZORV_MEMBER_VNI_LEN;
-    case ZORV_TYPE1_INTF_VSI_ATTRIBUTES: return ZORV_VSI_ALL_FIXED_LEN;
-    default: return 0;
-    }
-}
-
-// A type-9 value, checked against its length: the pairs, the allowed-VLAN bitmap and the
-// profile name all lie inside the value.
-struct vsi_all_view {
-    const vsi_all_t *head = nullptr;      // if_index, vsi, admin, map_mode, dyn_map_cnt
-    std::span<const vsi_dyn_map_t> pairs; // dyn_map_cnt pairs (none for a count taken as none)
-    const vsi_all_tail_t *tail = nullptr; // dot1q_bmp, prof_name; null when not required
-};
-
-// Why a type-9 value could not be read.
-enum class vsi_all_fault { none, null_value, too_short, negative_count, count_past_end };
-
-// What a reader of a type-9 value requires of it.
-struct vsi_all_rules {
-    bool tail = true;               // the allowed-VLAN bitmap and profile name lie behind the pairs
-    bool nonpositive_empty = false; // a count of 0 or less means no pairs, else negative is refused
-};
-
-// Bytes a type-9 value must hold before its count is looked at.
-constexpr uint32_t vsi_all_head_len(const vsi_all_rules &rules) noexcept {
-    return rules.tail ? ZORV_VSI_ALL_FIXED_LEN : static_cast<uint32_t>(sizeof(vsi_all_t));
-}
-
-// Reads a type-9 value of `len` bytes. The count is taken before anything behind offset 20
-// is touched; a count whose pairs (and tail, when the rules ask for it) do not fit in `len` is
-// refused. A count the rules take as no pairs puts the tail right behind the head.
-inline vsi_all_fault parse_vsi_all(const void *value, uint32_t len, vsi_all_view &out,
-                                   const vsi_all_rules &rules = {}) noexcept {
-    out = {};
-    if (value == nullptr) return vsi_all_fault::null_value;
-    if (len < vsi_all_head_len(rules)) return vsi_all_fault::too_short;
-    const auto *head = static_cast<const vsi_all_t *>(value);
-    auto count = static_cast<int32_t>(head->dyn_map_cnt);
-    if (count < 0 && !rules.nonpositive_empty) return vsi_all_fault::negative_count;
-    if (count < 0) count = 0;
-    if (uint64_t{vsi_all_head_len(rules)} + 8u * uint64_t(count) > len)
-        return vsi_all_fault::count_past_end;
-    out.head = head;
-    out.pairs = {head->dyn_map, static_cast<size_t>(count)};
-    if (rules.tail) out.tail = ZORV_VSI_ALL_TAIL(const_cast<vsi_all_t *>(head), count);
-    return vsi_all_fault::none;
-}
-
-// Whether `len` bytes at `value` hold a whole value of `type`: its fixed record and, for type 9,
-// every pair its count claims. A type without a record (unknown) has nothing to hold.
-inline bool value_fits(uint16_t type, const void *value, uint32_t len) noexcept {
-    if (type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
-        vsi_all_view view;
-        return parse_vsi_all(value, len, view) == vsi_all_fault::none;
-    }
-    const uint32_t need = fixed_value_len(type);
-    return need == 0 || (value != nullptr && len >= need);
-}
-
-// Length that a type-9 value claims through its count: 792 + 8 * dyn_map_cnt (count >= 0).
-inline uint32_t vsi_all_len(uint32_t dyn_map_cnt) noexcept {
-    return ZORV_VSI_ALL_FIXED_LEN + 8u * dyn_map_cnt;
-}
-
-// Valid dyn_map pair: VLAN 1..4095 and VNI 1..0xFFFFFF.
-constexpr bool valid_pair(uint32_t dot1q, uint32_t vni) noexcept {
-    return dot1q >= 1 && dot1q <= 4095 && vni >= 1 && vni <= ZORV_VNI_MAX;
-}
-
-// Map mode of an interface node's four flags, first match wins: VDP, DFS, VMT, LLDP, static.
-inline uint32_t map_mode_of(const if_cfg_avl_node_t &n) noexcept {
-    if (n.vdp) return ZORV_MAP_MODE_VDP;
-    if (n.dfs) return ZORV_MAP_MODE_DFS;
-    if (n.vmt) return ZORV_MAP_MODE_VMT;
-    if (n.lldp) return ZORV_MAP_MODE_LLDP;
-    return ZORV_MAP_MODE_STATIC;
 }
 
 // The nodes of a tree in order, as T: for (auto *n : zorv::tree_nodes<const T>(tree)).
@@ -231,6 +171,32 @@ template <typename T> class tree_nodes {
   private:
     const tree_t *tree_;
 };
+
+// Whether `len` bytes at `value` hold the whole record of `type` (check_value); when they do
+// not, logs why on behalf of `fn`, naming the value as of type `shown` (the type the caller
+// was handed, where it differs from the record it needs).
+bool value_fits_logged(const char *fn, uint16_t type, uint16_t len, const void *value,
+                       uint16_t shown) noexcept;
+inline bool value_fits_logged(const char *fn, uint16_t type, uint16_t len,
+                              const void *value) noexcept {
+    return value_fits_logged(fn, type, len, value, type);
+}
+
+// ---- Configuration messages ----------------------------------------------------------------
+
+// The update record of a message, located and checked against the reported payload length.
+struct upd_record {
+    const zorv_type1_upd_t *rec = nullptr; // is_delete, if_index, param_len, then the array
+    uint32_t payload_len = 0;              // bytes msg_payload_get reported
+};
+
+enum class upd_state { ok, no_payload, refused };
+
+// Finds the update record (behind the 16-byte header in the header form) and checks that the
+// record, its param_len bytes and the array header they start with all lie inside the payload.
+// `fn` names the exported operation in the log lines.
+upd_state locate_update(const char *fn, const msg_t *msg, bool with_header,
+                        upd_record &out) noexcept;
 
 // Builds the type-9 value of an interface node into `value` (zero-filled, 792 + 8 * dyn_map_cnt
 // bytes, dyn_map_cnt within what a TLV can carry), logging the pairs on behalf of `fn`.

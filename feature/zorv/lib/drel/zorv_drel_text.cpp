@@ -113,12 +113,12 @@ char *zorv_drel_lib_dot1q_map_to_str(const bmp4096_t *bitmap) {
     size_t pos = 0;
     uint32_t v = 0;
     while (v < ZORV_DOT1Q_COUNT) {
-        if (!zorv::bmp_test(*bitmap, v)) {
+        if (!zorv::bmp::test(*bitmap, v)) {
             ++v;
             continue;
         }
         uint32_t last = v;
-        while (last + 1 < ZORV_DOT1Q_COUNT && zorv::bmp_test(*bitmap, last + 1))
+        while (last + 1 < ZORV_DOT1Q_COUNT && zorv::bmp::test(*bitmap, last + 1))
             ++last;
         const char *sep = pos == 0 ? "" : ",";
         const int rc = v == last
@@ -196,7 +196,7 @@ int zorv_drel_lib_print_vlan_bmp(const bmp4096_t *bitmap, const char *tag) {
         for (uint32_t v = 0; v < ZORV_DOT1Q_COUNT; ++v) {
             zorv::logbuf_ready();
             debug_history_log(ZORV_DREL_LIB_SERVICE_ID, 0, 0, "%s",
-                              zorv::bmp_test(*bitmap, v) ? "1" : "0");
+                              zorv::bmp::test(*bitmap, v) ? "1" : "0");
         }
     }
     zorv::logbuf_ready();

@@ -1,0 +1,92 @@
+// zorv_drel_trees.h - the three configuration trees behind one interface. Each tree names its
+// node and key, builds a key from a TLV, makes a node from one and erases a node; finding,
+// adding a new node and erasing are written once here, so a caller decides and logs only.
+#ifndef ZORV_DREL_TREES_H
+#define ZORV_DREL_TREES_H
+
+#include "zorv_drel_internal.h"
+
+namespace zorv {
+
+// Global profiles and their dot1q maps, keyed by name.
+struct gbl_tree {
+    using node = gbl_cfg_avl_node_t;
+    using key = gbl_cfg_avl_key_t;
+    static tree_t *handle() noexcept { return zorv_drel_gbl_cfg_avl; }
+    static uint32_t make_key(key &k, const tlv &t, uint32_t /*if_index*/) noexcept {
+        return zorv_drel_set_gbl_key(&k, t.type, t.len, t.value);
+    }
+    static node *create(const key & /*k*/, const tlv &t) noexcept {
+        return zorv_drel_create_gbl_node(nullptr, t.type, t.len, const_cast<void *>(t.value));
+    }
+    static void release(node *n) noexcept { zorv_drel_gbl_cfg_avl_free(n); }
+    static void erase(node *n) noexcept { zorv_drel_gbl_cfg_delete_cache_node(n); }
+};
+
+// Member VNIs and their bridge domains, keyed by VNI.
+struct memvni_tree {
+    using node = gbl_cfg_memvni_avl_node_t;
+    using key = gbl_cfg_memvni_avl_node_t;
+    static tree_t *handle() noexcept { return zorv_drel_gbl_cfg_memvni_avl; }
+    static uint32_t make_key(key &k, const tlv &t, uint32_t /*if_index*/) noexcept {
+        return zorv_drel_set_gbl_memvni_key(&k, t.type, t.len,
+                                            static_cast<const member_vni_t *>(t.value));
+    }
+    static node *create(const key & /*k*/, const tlv &t) noexcept {
+        return zorv_drel_create_gbl_memvni_node(nullptr, t.type, t.len,
+                                                static_cast<const member_vni_t *>(t.value));
+    }
+    static void release(node *n) noexcept { zorv_drel_gbl_cfg_memvni_avl_free(n); }
+    static void erase(node *n) noexcept { zorv_drel_gbl_cfg_memvni_delete_cache_node(n); }
+};
+
+// Service instances of the peer-link interfaces, keyed by parent ifindex and instance id.
+struct if_tree {
+    using node = if_cfg_avl_node_t;
+    using key = if_cfg_avl_key_t;
+    static tree_t *handle() noexcept { return zorv_drel_if_cfg_avl; }
+    static uint32_t make_key(key &k, const tlv &t, uint32_t if_index) noexcept {
+        return zorv_drel_set_if_key(&k, t.type, t.len, t.value, if_index);
+    }
+    static node *create(const key &k, const tlv &t) noexcept {
+        return zorv_drel_create_if_node(&k, t.type, t.len, t.value);
+    }
+    static void release(node *n) noexcept { zorv_drel_if_cfg_avl_free(n); }
+    // The node goes with its encap list.
+    static void erase(node *n) noexcept { zorv_drel_if_cfg_delete_cache_node(n); }
+};
+
+// What a lookup by TLV found: the key builder's code, the key, and the node or null.
+template <typename Tree> struct lookup {
+    uint32_t rc = ZORV_DREL_OK;
+    typename Tree::key key{};
+    typename Tree::node *node = nullptr;
+};
+
+// Builds the key of `t` (interface keys under `if_index`) and looks it up; no lookup is made
+// when the key cannot be built.
+template <typename Tree> lookup<Tree> find(const tlv &t, uint32_t if_index = 0) noexcept {
+    lookup<Tree> found;
+    found.rc = Tree::make_key(found.key, t, if_index);
+    if (found.rc == ZORV_DREL_OK)
+        found.node = static_cast<typename Tree::node *>(tree_find(Tree::handle(), &found.key));
+    return found;
+}
+
+// What adding a new node did.
+enum class added { inserted, not_made, refused };
+
+// Makes a node of `t` under `key` and inserts it; a node the tree refuses is released.
+template <typename Tree> added insert_new(const typename Tree::key &key, const tlv &t) noexcept {
+    typename Tree::node *n = Tree::create(key, t);
+    if (n == nullptr) return added::not_made;
+    if (tree_insert(Tree::handle(), n) != 0) {
+        Tree::release(n);
+        return added::refused;
+    }
+    return added::inserted;
+}
+
+} // namespace zorv
+
+#endif
