@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "zorv_drel_internal.h"
+#include "zorv_drel_trees.h"
 
 // ---- Tree handles ----------------------------------------------------------------------------
 
@@ -192,15 +192,11 @@ uint32_t zorv_drel_gbl_cfg_avl_update(gbl_cfg_avl_node_t *node, uint16_t type, u
 }
 
 void zorv_drel_gbl_cfg_delete_cache_node(gbl_cfg_avl_node_t *node) {
-    if (node == nullptr) return;
-    (void)tree_delete(zorv_drel_gbl_cfg_avl, node);
-    tracked_free(ZORV_DREL_LIB_SERVICE_ID, node);
+    zorv::erase<zorv::gbl_tree>(node);
 }
 
 void zorv_drel_gbl_cfg_delete_cache_key(const gbl_cfg_avl_key_t *key) {
-    if (key == nullptr) return;
-    zorv_drel_gbl_cfg_delete_cache_node(
-        static_cast<gbl_cfg_avl_node_t *>(tree_find(zorv_drel_gbl_cfg_avl, key)));
+    zorv::erase_key<zorv::gbl_tree>(key);
 }
 
 uint32_t zorv_drel_gbl_cfg_avl_tlvs_size_get(const gbl_cfg_avl_node_t *node) {
@@ -274,15 +270,11 @@ uint32_t zorv_drel_gbl_cfg_memvni_avl_update(gbl_cfg_memvni_avl_node_t *node, ui
 }
 
 void zorv_drel_gbl_cfg_memvni_delete_cache_node(gbl_cfg_memvni_avl_node_t *node) {
-    if (node == nullptr) return;
-    (void)tree_delete(zorv_drel_gbl_cfg_memvni_avl, node);
-    tracked_free(ZORV_DREL_LIB_SERVICE_ID, node);
+    zorv::erase<zorv::memvni_tree>(node);
 }
 
 void zorv_drel_gbl_cfg_memvni_delete_cache_key(const gbl_cfg_memvni_avl_node_t *key) {
-    if (key == nullptr) return;
-    zorv_drel_gbl_cfg_memvni_delete_cache_node(
-        static_cast<gbl_cfg_memvni_avl_node_t *>(tree_find(zorv_drel_gbl_cfg_memvni_avl, key)));
+    zorv::erase_key<zorv::memvni_tree>(key);
 }
 
 uint32_t zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(const gbl_cfg_memvni_avl_node_t * /*node*/) {

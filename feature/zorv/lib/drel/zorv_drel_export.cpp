@@ -63,6 +63,19 @@ tracked_ptr<tlv_array_t> new_export_array(const char *fn, uint32_t sum) noexcept
     return tracked_calloc<tlv_array_t>(ZORV_DREL_LIB_MEM_tlv_array_t, size);
 }
 
+// How an export of `sum` bytes of TLVs starts: nothing to export (logged with `empty_text`, no
+// error), an array that could not be had, or the array to fill.
+enum class opened { array, empty, no_memory };
+opened open_export(const char *fn, uint32_t sum, const char *empty_text,
+                   tracked_ptr<tlv_array_t> &array) noexcept {
+    if (sum == 0) {
+        ZLOG_AS(fn, empty_text);
+        return opened::empty;
+    }
+    array = new_export_array(fn, sum);
+    return array ? opened::array : opened::no_memory;
+}
+
 // Hands a finished export array to the caller.
 uint32_t hand_over(const char *fn, tracked_ptr<tlv_array_t> array,
                    tlv_array_t **tlv_array_out) noexcept {
@@ -136,13 +149,11 @@ uint32_t zorv_drel_gbl_cfg_avl_get_params(tlv_array_t **tlv_array_out) {
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     const uint32_t sum = global_tlvs_size() + member_vni_tlvs_size();
-    if (sum == 0) {
-        ZLOG("%s(%d): Error: No configured entries found \n");
-        return 0;
-    }
     const uint32_t size = sum + 4;
-    auto array = new_export_array(__func__, sum);
-    if (!array) return 1; // a bare 1, as the peer manager expects of this export
+    tracked_ptr<tlv_array_t> array;
+    const opened state =
+        open_export(__func__, sum, "%s(%d): Error: No configured entries found \n", array);
+    if (state != opened::array) return state == opened::empty ? 0 : 1; // a bare 1 on no memory
     for (auto *n : tree_nodes<const gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl)) {
         if (zorv_drel_gbl_cfg_avl_tlvs_add(n, size, array.get()) != 0) {
             ZLOG("%s(%d): Error: Unable to add tlv\n");
@@ -164,12 +175,11 @@ uint32_t zorv_drel_gbl_cfg_memvni_avl_get_params(tlv_array_t **tlv_array_out) {
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     const uint32_t sum = member_vni_tlvs_size();
-    if (sum == 0) {
-        ZLOG("%s(%d): Error: No configured entries found \n");
-        return 0;
-    }
-    auto array = new_export_array(__func__, sum);
-    if (!array) return ZORV_DREL_ERR_NO_MEMORY; // unlike the two other exports
+    tracked_ptr<tlv_array_t> array;
+    const opened state =
+        open_export(__func__, sum, "%s(%d): Error: No configured entries found \n", array);
+    // No memory is a code here, unlike the bare 1 of the two other exports.
+    if (state != opened::array) return state == opened::empty ? 0 : ZORV_DREL_ERR_NO_MEMORY;
     if (!add_member_vni_tlvs(__func__, sum + 4, array.get())) {
         ZLOG("%s(%d): Error: Unable to add tlv\n");
         return ZORV_DREL_ERR_INVALID_ARG;
@@ -186,13 +196,11 @@ uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_ar
     }
     const uint32_t sum =
         tree_first(zorv_drel_if_cfg_avl) != nullptr ? interface_tlvs_size(if_index) : 0;
-    if (sum == 0) {
-        ZLOG("%s(%d): Error: No config entries found \n");
-        return 0;
-    }
     const uint32_t size = sum + 4;
-    auto array = new_export_array(__func__, sum);
-    if (!array) return 1; // a bare 1, as the peer manager expects of this export
+    tracked_ptr<tlv_array_t> array;
+    const opened state =
+        open_export(__func__, sum, "%s(%d): Error: No config entries found \n", array);
+    if (state != opened::array) return state == opened::empty ? 0 : 1; // a bare 1 on no memory
     array->len = 0;
     for (auto *n : tree_nodes<const if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
         if (n->if_index != if_index) continue;

@@ -60,10 +60,37 @@ void apply_to_if_node(const char *fn, if_cfg_avl_node_t *node, uint32_t is_delet
     } else if (t.type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
         ZLOG_AS(fn, "%s(%d): Action Delete: deleting if_index:0x%x vsi:%d cache node\n",
                 node->if_index, static_cast<int>(node->vsi_id));
-        zorv::if_tree::erase(node);
+        zorv::erase<zorv::if_tree>(node);
     } else {
         ZLOG_AS(fn, "%s(%d): Unk type:%d ", static_cast<int>(t.type));
     }
+}
+
+// What an extraction hands its caller: one record per TLV and a copy of the TLV array.
+struct extraction {
+    zorv::tracked_ptr<drelm_app_cmd_extract_info_t> info; // count records, zero-filled
+    zorv::tracked_ptr<tlv_array_t> copy;                  // the param_len bytes of the array
+};
+
+// Takes both blocks; the caller sees the records in `info_out` as soon as they exist, and null
+// again when they are dropped. False, logged, when either cannot be had.
+bool make_copies(const tlv_array_t *param, uint32_t param_len, uint32_t count, extraction &out,
+                 drelm_app_cmd_extract_info_t **info_out) noexcept {
+    const char *fn = "zorv_drel_param_extractor_from_zorv_type1_upd";
+    out.info = zorv::tracked_calloc<drelm_app_cmd_extract_info_t>(
+        ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t,
+        count * static_cast<uint32_t>(sizeof(drelm_app_cmd_extract_info_t)));
+    *info_out = out.info.get();
+    if (out.info)
+        out.copy = zorv::tracked_calloc<tlv_array_t>(ZORV_DREL_LIB_MEM_tlv_array_t, param_len);
+    if (!out.copy) {
+        ZLOG_AS(fn, "%s(%d): Failed malloc\n");
+        out.info.reset();
+        *info_out = nullptr;
+        return false;
+    }
+    std::memcpy(out.copy.get(), param, param_len);
+    return true;
 }
 
 } // namespace
@@ -163,27 +190,15 @@ uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(const msg_t *msg,
         ZLOG("%s(%d): Failed to find tlvs\n");
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    // One record per TLV: the count sizes them.
-    auto info = tracked_calloc<drelm_app_cmd_extract_info_t>(
-        ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t,
-        count * static_cast<uint32_t>(sizeof(drelm_app_cmd_extract_info_t)));
-    // The caller sees the records as soon as they exist, and null again if they are dropped.
-    *info_out = info.get();
-    auto copy = info ? tracked_calloc<tlv_array_t>(ZORV_DREL_LIB_MEM_tlv_array_t, param_len)
-                     : tracked_ptr<tlv_array_t>();
-    if (!copy) {
-        ZLOG("%s(%d): Failed malloc\n");
-        *info_out = nullptr;
-        return 1;
-    }
-    std::memcpy(copy.get(), param, param_len);
+    extraction out;
+    if (!make_copies(param, param_len, count, out, info_out)) return 1;
     *num_tlvs_out = count;
     *reserved_out = 0;
 
-    tlv_walker walk(copy.get());
+    tlv_walker walk(out.copy.get());
     uint32_t i = 0;
     for (const tlv &t : walk) {
-        drelm_app_cmd_extract_info_t &rec = info.get()[i];
+        drelm_app_cmd_extract_info_t &rec = out.info.get()[i];
         extract_one(t, upd.rec->is_delete, upd.rec->if_index, rec);
         ZLOG("%s(%d): INFO_P (array idx:%d, is_gbl?%d, if_idx:0x%x, type:%d, idx:%d, ac?%s\n",
              static_cast<int>(i++), static_cast<int>(rec.is_gbl), rec.if_idx,
@@ -193,8 +208,8 @@ uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(const msg_t *msg,
         *info_out = nullptr;
         return static_cast<uint32_t>(rc);
     }
-    *info_out = info.release();
-    *tlv_array_out = copy.release();
+    *info_out = out.info.release();
+    *tlv_array_out = out.copy.release();
     ZLOG("%s(%d): Success\n");
     return 0;
 }
@@ -250,7 +265,7 @@ uint32_t zorv_drel_extract_memvni_param(uint32_t is_delete, uint16_t type, uint1
     const uint32_t action = is_delete != 0 ? 0 : 1;
     if (found.node != nullptr && is_delete != 0) {
         ZLOG("%s(%d): Found avl node - deleting\n");
-        memvni_tree::erase(found.node);
+        erase<memvni_tree>(found.node);
     } else if (found.node != nullptr) {
         ZLOG("%s(%d): Found avl node - updating\n");
         (void)zorv_drel_gbl_cfg_memvni_avl_update(found.node, type, len, mv);

@@ -55,6 +55,20 @@ void set_remove(type1_compat_result_t *res, uint32_t vni) noexcept {
         (void)bitset_clear(res->vni_set, vni);
 }
 
+// Calls f(dot1q, vni) for each valid pair of a type-9 value in order (a count of 0 or less, or
+// no value, means none); an invalid pair is logged on behalf of `fn`, naming its `side`.
+template <typename F>
+void for_each_valid_pair(const char *fn, const vsi_all_t *v, const char *side, F &&f) {
+    const int32_t count = v != nullptr ? static_cast<int32_t>(v->dyn_map_cnt) : 0;
+    for (int32_t i = 0; i < count; ++i) {
+        const uint32_t vni = v->dyn_map[i].vni, dot1q = v->dyn_map[i].dot1q;
+        if (valid_pair(dot1q, vni))
+            f(dot1q, vni);
+        else
+            ZLOG_AS(fn, "%s(%d): ASSERT: invalid %s dot1q:%d or vni:%d\n", side, dot1q, vni);
+    }
+}
+
 int32_t set_count(const type1_compat_result_t *res) noexcept {
     return bitset_count(res != nullptr ? res->vni_set : nullptr);
 }
@@ -191,32 +205,21 @@ uint32_t zorv_drel_lib_check_failed_bds_vsi(uint16_t type, const vsi_all_t *lcl_
 
     // Two 16 KiB tables, so every lookup by VLAN is direct.
     std::array<uint32_t, ZORV_DOT1Q_COUNT> local{}, remote{};
-    const auto lcl_cnt = static_cast<int32_t>(lcl_val->dyn_map_cnt);
-    for (int32_t i = 0; i < lcl_cnt; ++i) {
-        const uint32_t vni = lcl_val->dyn_map[i].vni, dot1q = lcl_val->dyn_map[i].dot1q;
-        if (!valid_pair(dot1q, vni)) {
-            ZLOG("%s(%d): ASSERT: invalid lcl dot1q:%d or vni:%d\n", dot1q, vni);
-            continue;
-        }
+    const char *fn = __func__; // the pair walks below log on behalf of this operation
+    for_each_valid_pair(fn, lcl_val, "lcl", [&](uint32_t dot1q, uint32_t vni) {
         local[dot1q] = vni;
         set_add(fail_res, vni);
         set_remove(pass_res, vni);
-        ZLOG("%s(%d): Init as failed vlan:%d, lcl vni:%d\n", dot1q, local[dot1q]);
-    }
-
-    const int32_t rmt_cnt = rmt_val != nullptr ? static_cast<int32_t>(rmt_val->dyn_map_cnt) : 0;
-    for (int32_t i = 0; i < rmt_cnt; ++i) {
-        const uint32_t vni = rmt_val->dyn_map[i].vni, dot1q = rmt_val->dyn_map[i].dot1q;
-        if (!valid_pair(dot1q, vni)) {
-            ZLOG("%s(%d): ASSERT: invalid rmt dot1q:%d or vni:%d\n", dot1q, vni);
-            continue;
-        }
+        ZLOG_AS(fn, "%s(%d): Init as failed vlan:%d, lcl vni:%d\n", dot1q, local[dot1q]);
+    });
+    for_each_valid_pair(fn, rmt_val, "rmt", [&](uint32_t dot1q, uint32_t vni) {
         remote[dot1q] = vni;
-        if (vni != local[dot1q]) continue;
+        if (vni != local[dot1q]) return;
         set_add(pass_res, vni);
         set_remove(fail_res, vni);
-        ZLOG("%s(%d): Passed vlan:%dlcl vni:%d, rmt vni:%d\n", dot1q, local[dot1q], remote[dot1q]);
-    }
+        ZLOG_AS(fn, "%s(%d): Passed vlan:%dlcl vni:%d, rmt vni:%d\n", dot1q, local[dot1q],
+                remote[dot1q]);
+    });
 
     const int32_t failed_cnt = set_count(fail_res);
     ZLOG("%s(%d): failed cnt:%d, pass cnt:%d\n", failed_cnt, set_count(pass_res));

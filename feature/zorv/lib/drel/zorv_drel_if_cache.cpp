@@ -2,7 +2,7 @@
 // interface, with its VLAN-to-VNI table, attributes and list of encap profiles.
 #include <cstring>
 
-#include "zorv_drel_internal.h"
+#include "zorv_drel_trees.h"
 
 // ---- Interface tree --------------------------------------------------------------------------
 
@@ -234,15 +234,11 @@ uint32_t zorv_drel_if_cfg_avl_delete(if_cfg_avl_node_t *node, uint16_t type, uin
 
 // Releases the node's encap list with the node: once the node is gone nothing could reach it.
 void zorv_drel_if_cfg_delete_cache_node(if_cfg_avl_node_t *node) {
-    if (node == nullptr) return;
-    (void)tree_delete(zorv_drel_if_cfg_avl, node);
-    zorv_drel_if_cfg_avl_free(node);
+    zorv::erase<zorv::if_tree>(node);
 }
 
 void zorv_drel_if_cfg_delete_cache_key(const if_cfg_avl_key_t *key) {
-    if (key == nullptr) return;
-    zorv_drel_if_cfg_delete_cache_node(
-        static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, key)));
+    zorv::erase_key<zorv::if_tree>(key);
 }
 
 uint32_t zorv_drel_if_cfg_avl_encaplist_tlv_size(const if_cfg_avl_node_t *node) {

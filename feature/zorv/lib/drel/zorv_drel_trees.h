@@ -1,5 +1,5 @@
 // zorv_drel_trees.h - the three configuration trees behind one interface. Each tree names its
-// node and key, builds a key from a TLV, makes a node from one and erases a node; finding,
+// node and key, builds a key from a TLV, makes a node from one and releases a node; finding,
 // adding a new node and erasing are written once here, so a caller decides and logs only.
 #ifndef ZORV_DREL_TREES_H
 #define ZORV_DREL_TREES_H
@@ -20,7 +20,6 @@ struct gbl_tree {
         return zorv_drel_create_gbl_node(nullptr, t.type, t.len, const_cast<void *>(t.value));
     }
     static void release(node *n) noexcept { zorv_drel_gbl_cfg_avl_free(n); }
-    static void erase(node *n) noexcept { zorv_drel_gbl_cfg_delete_cache_node(n); }
 };
 
 // Member VNIs and their bridge domains, keyed by VNI.
@@ -37,7 +36,6 @@ struct memvni_tree {
                                                 static_cast<const member_vni_t *>(t.value));
     }
     static void release(node *n) noexcept { zorv_drel_gbl_cfg_memvni_avl_free(n); }
-    static void erase(node *n) noexcept { zorv_drel_gbl_cfg_memvni_delete_cache_node(n); }
 };
 
 // Service instances of the peer-link interfaces, keyed by parent ifindex and instance id.
@@ -51,9 +49,8 @@ struct if_tree {
     static node *create(const key &k, const tlv &t) noexcept {
         return zorv_drel_create_if_node(&k, t.type, t.len, t.value);
     }
-    static void release(node *n) noexcept { zorv_drel_if_cfg_avl_free(n); }
     // The node goes with its encap list.
-    static void erase(node *n) noexcept { zorv_drel_if_cfg_delete_cache_node(n); }
+    static void release(node *n) noexcept { zorv_drel_if_cfg_avl_free(n); }
 };
 
 // What a lookup by TLV found: the key builder's code, the key, and the node or null.
@@ -85,6 +82,19 @@ template <typename Tree> added insert_new(const typename Tree::key &key, const t
         return added::refused;
     }
     return added::inserted;
+}
+
+// Takes a node out of its tree and releases it; a null node is nothing to do.
+template <typename Tree> void erase(typename Tree::node *n) noexcept {
+    if (n == nullptr) return;
+    (void)tree_delete(Tree::handle(), n);
+    Tree::release(n);
+}
+
+// Erases the node that `key` finds, if there is one.
+template <typename Tree> void erase_key(const typename Tree::key *key) noexcept {
+    if (key != nullptr)
+        erase<Tree>(static_cast<typename Tree::node *>(tree_find(Tree::handle(), key)));
 }
 
 } // namespace zorv

@@ -19,19 +19,40 @@ uint32_t delete_interface(uint32_t if_index) noexcept {
     while (auto *node = static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key))) {
         ZLOG_AS(kUpdate, "%s(%d): deleting ifdx:0x%x, vsi:%d\n", node->if_index,
                 static_cast<int>(node->vsi_id));
-        if_tree::erase(node);
+        erase<if_tree>(node);
     }
     return 0;
 }
 
-// Logs what adding a new node of `t` did, on behalf of the cache update.
-void log_added(added result, const tlv &t) noexcept {
-    if (result == added::inserted)
-        ZLOG_AS(kUpdate, "%s(%d): success add type %d len %d to cache\n", static_cast<int>(t.type),
-                static_cast<int>(t.len));
-    else
-        ZLOG_AS(kUpdate, "%s(%d): Error: failed to  add type %d len %d to cache\n",
-                static_cast<int>(t.type), static_cast<int>(t.len));
+// The cache update's side of one TLV whose node `found` looked up: a found node is deleted or
+// updated with `update` (false when it refused), a missing one added. A node that cannot be
+// made fails the whole update only where `must_make` says so (interfaces).
+template <typename Tree, typename Update>
+uint32_t update_one(uint32_t is_delete, const tlv &t, const lookup<Tree> &found, bool must_make,
+                    Update &&update) noexcept {
+    const int type = t.type, len = t.len;
+    if (found.node != nullptr && is_delete != 0) {
+        erase<Tree>(found.node);
+        ZLOG_AS(kUpdate, "%s(%d): Entry deleted\n");
+    } else if (found.node != nullptr && !update(found.node)) {
+        ZLOG_AS(kUpdate, "%s(%d): Error: unable to update entry\n");
+    } else if (found.node != nullptr) {
+        ZLOG_AS(kUpdate, "%s(%d): success updated type %d len %d to cache\n", type, len);
+    } else if (is_delete != 0) {
+        ZLOG_AS(kUpdate, "%s(%d): Entry to delete not found\n");
+    } else {
+        ZLOG_AS(kUpdate, "%s(%d): Add type %d to cache\n", type);
+        const added result = insert_new<Tree>(found.key, t);
+        if (result == added::not_made && must_make) {
+            ZLOG_AS(kUpdate, "%s(%d): Failed malloc\n");
+            return ZORV_DREL_ERR_NO_MEMORY;
+        }
+        if (result == added::inserted)
+            ZLOG_AS(kUpdate, "%s(%d): success add type %d len %d to cache\n", type, len);
+        else
+            ZLOG_AS(kUpdate, "%s(%d): Error: failed to  add type %d len %d to cache\n", type, len);
+    }
+    return 0;
 }
 
 // One member-VNI TLV of a global update message.
@@ -41,22 +62,11 @@ uint32_t update_member_vni(uint32_t is_delete, const tlv &t) noexcept {
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     if (!value_fits_logged(kUpdate, t.type, t.len, t.value)) return ZORV_DREL_ERR_INVALID_ARG;
-    const auto found = find<memvni_tree>(t);
-    if (found.node != nullptr && is_delete != 0) {
-        memvni_tree::erase(found.node);
-        ZLOG_AS(kUpdate, "%s(%d): Entry deleted\n");
-    } else if (found.node != nullptr) {
-        (void)zorv_drel_gbl_cfg_memvni_avl_update(found.node, t.type, t.len,
+    return update_one(is_delete, t, find<memvni_tree>(t), false, [&t](memvni_tree::node *n) {
+        (void)zorv_drel_gbl_cfg_memvni_avl_update(n, t.type, t.len,
                                                   static_cast<const member_vni_t *>(t.value));
-        ZLOG_AS(kUpdate, "%s(%d): success updated type %d len %d to cache\n",
-                static_cast<int>(t.type), static_cast<int>(t.len));
-    } else if (is_delete != 0) {
-        ZLOG_AS(kUpdate, "%s(%d): Entry to delete not found\n");
-    } else {
-        ZLOG_AS(kUpdate, "%s(%d): Add type %d to cache\n", static_cast<int>(t.type));
-        log_added(insert_new<memvni_tree>(found.key, t), t);
-    }
-    return 0;
+        return true;
+    });
 }
 
 // One TLV of an interface update message.
@@ -68,29 +78,11 @@ uint32_t update_interface(uint32_t is_delete, uint32_t if_index, const tlv &t) n
                 static_cast<int>(t.type));
         return found.rc;
     }
-    if (found.node != nullptr) {
+    if (found.node != nullptr)
         ZLOG_AS(kUpdate, "%s(%d): Found avl node for type %d\n", static_cast<int>(t.type));
-        if (is_delete != 0) {
-            if_tree::erase(found.node);
-            ZLOG_AS(kUpdate, "%s(%d): Entry deleted\n");
-        } else if (zorv_drel_if_cfg_avl_update(found.node, t.type, t.len, t.value) != 0) {
-            ZLOG_AS(kUpdate, "%s(%d): Error: unable to update entry\n");
-        } else {
-            ZLOG_AS(kUpdate, "%s(%d): success updated type %d len %d to cache\n",
-                    static_cast<int>(t.type), static_cast<int>(t.len));
-        }
-    } else if (is_delete != 0) {
-        ZLOG_AS(kUpdate, "%s(%d): Entry to delete not found\n");
-    } else {
-        ZLOG_AS(kUpdate, "%s(%d): Add type %d to cache\n", static_cast<int>(t.type));
-        const added result = insert_new<if_tree>(found.key, t);
-        if (result == added::not_made) {
-            ZLOG_AS(kUpdate, "%s(%d): Failed malloc\n");
-            return ZORV_DREL_ERR_NO_MEMORY;
-        }
-        log_added(result, t);
-    }
-    return 0;
+    return update_one(is_delete, t, found, true, [&t](if_tree::node *n) {
+        return zorv_drel_if_cfg_avl_update(n, t.type, t.len, t.value) == 0;
+    });
 }
 
 // The rebuild's side of one TLV in the tree `Tree`: an existing node is updated with `update`,
