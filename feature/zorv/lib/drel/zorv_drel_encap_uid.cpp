@@ -113,6 +113,7 @@ uint32_t zorv_drel_get_encap_uid(const encap_name_t *record) {
     encap_uid_node_t key;
     const encap_uid_node_t *n = uid_lookup(record->encap_name, key);
     if (n == nullptr) {
+        // The miss is logged twice, by the lookup and here: the peer manager counts both.
         ZLOG_SRC("%s(%d) Error: Failed to find profile:%s\n", key.encap_name);
         return 0;
     }
@@ -123,6 +124,7 @@ uint32_t zorv_drel_free_encap_uid(const char *name) {
     encap_uid_node_t key;
     encap_uid_node_t *n = uid_lookup(name, key);
     if (n == nullptr) {
+        // Logged twice, as in zorv_drel_get_encap_uid.
         ZLOG_SRC("%s(%d) Error: Failed to find profile:%s\n", key.encap_name);
         return 0;
     }

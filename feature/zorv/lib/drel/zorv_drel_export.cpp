@@ -226,7 +226,7 @@ uint32_t zorv_drel_type1_cfg_get_param_info(const tlv_array_t *tlv_array,
             ? zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_drelm_app_info_t, static_cast<uint32_t>(bytes))
             : nullptr);
     *info_out = info;
-    if (info == nullptr) return 1;
+    if (info == nullptr) return 1; // a bare 1, not a code: what the peer manager expects here
     info->count = count;
     uint32_t i = 0;
     for (const tlv &t : walk)

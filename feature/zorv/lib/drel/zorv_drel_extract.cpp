@@ -45,7 +45,7 @@ void extract_one(const tlv &t, uint32_t is_delete, uint32_t if_index,
     else if (t.type == ZORV_TYPE1_GBL_MEMBER_VNI)
         err = zorv_drel_extract_memvni_param(is_delete, t.type, t.len, t.value, &info);
     else
-        ZLOG_AS(fn, "%s(%d): Unkown type:%d", static_cast<int>(t.type));
+        ZLOG_AS(fn, "%s(%d): Unkown type:%d", static_cast<int>(t.type)); // text kept, spelling too
     if (err != 0)
         ZLOG_AS(fn, "%s(%d): Error: could not extract info for type:%d, is_delete:%d \n",
                 static_cast<int>(t.type), static_cast<int>(is_delete));
@@ -191,6 +191,7 @@ uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(const msg_t *msg,
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     extraction out;
+    // A bare 1, not a code: what the peer manager expects of a failed allocation here.
     if (!make_copies(param, param_len, count, out, info_out)) return 1;
     *num_tlvs_out = count;
     *reserved_out = 0;

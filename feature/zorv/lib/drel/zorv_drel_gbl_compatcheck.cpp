@@ -96,6 +96,7 @@ uint32_t zorv_drel_type1_cfg_gbl_compat_check_tlv(uint16_t lcl_type, uint16_t lc
 
 uint32_t zorv_drel_type1_cfg_gbl_compat_check(uint32_t /*app_param*/, const tlv_array_t *lcl_tlvs,
                                               const tlv_array_t *rmt_tlvs) {
+    // The text says nothing is done, yet the check goes on: readers of the log know it so.
     ZLOG("%s(%d): (GBL) type-1 compat check - nothing to be done\n");
     if (lcl_tlvs == nullptr && rmt_tlvs == nullptr) {
         ZLOG("%s(%d): Error: type-1 compat check invalid args - both local and remote Null\n");

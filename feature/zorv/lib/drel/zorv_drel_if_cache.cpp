@@ -169,7 +169,7 @@ uint32_t zorv_drel_if_cfg_avl_append_encap(if_cfg_avl_node_t *node, const char *
     if (node == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
     auto *e = static_cast<encap_profile_node *>(
         zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_encap_profile_node, sizeof(encap_profile_node)));
-    if (e == nullptr) return 1;
+    if (e == nullptr) return 1; // a bare 1 on no memory, as its callers expect
     encap_profile_node **tail = &node->encap_list;
     while (*tail != nullptr)
         tail = &(*tail)->next;
@@ -217,6 +217,7 @@ uint32_t zorv_drel_if_cfg_avl_del_encap(if_cfg_avl_node_t *node, const char *nam
 
 uint32_t zorv_drel_if_cfg_avl_delete(if_cfg_avl_node_t *node, uint16_t type, uint32_t /*len*/,
                                      const void *value) {
+    // All bits set, not a library code, for what cannot be deleted: its callers test for it.
     if (node == nullptr || value == nullptr) return 0xFFFFFFFFu;
     switch (type) {
     case ZORV_TYPE1_INTF_VSI_ENCAP_PROF: {
