@@ -246,15 +246,15 @@ gbl_cfg_memvni_avl_node_t *zorv_drel_create_gbl_memvni_node(const void * /*unuse
         return nullptr;
     }
     if (value == nullptr) return nullptr;
-    auto *node = static_cast<gbl_cfg_memvni_avl_node_t *>(zorv_drel_lib_calloc(
-        ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t, sizeof(gbl_cfg_memvni_avl_node_t)));
-    if (node == nullptr) {
+    auto node = zorv::tracked_calloc<gbl_cfg_memvni_avl_node_t>(
+        ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t);
+    if (!node) {
         ZLOG("%s(%d): Failed malloc\n");
         return nullptr;
     }
     node->vni = value->vni;
     node->bd = value->bd;
-    return node;
+    return node.release();
 }
 
 uint32_t zorv_drel_gbl_cfg_memvni_avl_update(gbl_cfg_memvni_avl_node_t *node, uint16_t type,

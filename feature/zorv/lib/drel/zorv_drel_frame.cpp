@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
+#include <utility>
 
 #include "zorv_drel_internal.h"
 
@@ -41,39 +42,47 @@ bool open_debug_file() noexcept {
     return true;
 }
 
-uint32_t alloc_member_vni(const gbl_cfg_memvni_avl_node_t &node, uint16_t *out_type,
-                          uint16_t *out_len, void **out_value) noexcept {
-    auto *v = static_cast<member_vni_t *>(
-        zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_member_vni_t, ZORV_MEMBER_VNI_LEN));
-    if (v == nullptr) {
+// The value of one TLV that zorv_drel_lib_alloc_tlv hands its caller.
+struct tlv_out {
+    uint16_t *type;
+    uint16_t *len;
+    void **value;
+};
+
+// A zero-filled tracked block of `len` bytes for a TLV value, or null, logged.
+template <typename T> zorv::tracked_ptr<T> new_value(uint32_t mem_type, uint32_t len) noexcept {
+    auto v = zorv::tracked_calloc<T>(mem_type, len);
+    if (!v)
         ZLOG_AS("zorv_drel_lib_alloc_tlv", "%s(%d): Failed malloc for sz:%d\n",
-                static_cast<int>(ZORV_MEMBER_VNI_LEN));
-        return ZORV_DREL_ERR_NO_MEMORY;
-    }
-    v->bd = node.bd; // the wire value is {bd, vni}, the node {vni, bd}
-    v->vni = node.vni;
-    *out_value = v;
-    *out_type = ZORV_TYPE1_GBL_MEMBER_VNI;
-    *out_len = ZORV_MEMBER_VNI_LEN;
+                static_cast<int>(len));
+    return v;
+}
+
+template <typename T>
+uint32_t hand_over(zorv::tracked_ptr<T> v, uint16_t type, uint32_t len,
+                   const tlv_out &out) noexcept {
+    *out.value = v.release();
+    *out.type = type;
+    *out.len = static_cast<uint16_t>(len);
     return ZORV_DREL_OK;
 }
 
-uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, uint16_t *out_type, uint16_t *out_len,
-                       void **out_value) noexcept {
+uint32_t alloc_member_vni(const gbl_cfg_memvni_avl_node_t &node, const tlv_out &out) noexcept {
+    auto v = new_value<member_vni_t>(ZORV_DREL_LIB_MEM_member_vni_t, ZORV_MEMBER_VNI_LEN);
+    if (!v) return ZORV_DREL_ERR_NO_MEMORY;
+    v->bd = node.bd; // the wire value is {bd, vni}, the node {vni, bd}
+    v->vni = node.vni;
+    return hand_over(std::move(v), ZORV_TYPE1_GBL_MEMBER_VNI, ZORV_MEMBER_VNI_LEN, out);
+}
+
+uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, const tlv_out &out) noexcept {
     const uint32_t count = node.dyn_map_cnt;
     if (count > kMaxValuePairs) return ZORV_DREL_ERR_INVALID_ARG; // no TLV can carry it
     const uint32_t len = zorv::vsi_all_len(count);
-    auto *v = static_cast<vsi_all_t *>(zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_vsi_all_t, len));
-    if (v == nullptr) {
-        ZLOG_AS("zorv_drel_lib_alloc_tlv", "%s(%d): Failed malloc for sz:%d\n",
-                static_cast<int>(len));
-        return ZORV_DREL_ERR_NO_MEMORY;
-    }
+    auto v = new_value<vsi_all_t>(ZORV_DREL_LIB_MEM_vsi_all_t, len);
+    if (!v) return ZORV_DREL_ERR_NO_MEMORY;
     zorv::fill_vsi_all("zorv_drel_lib_alloc_tlv", node, node.if_index, *v);
-    *out_value = v;
-    *out_type = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
-    *out_len = static_cast<uint16_t>(len);
-    return ZORV_DREL_OK;
+    return hand_over(std::move(v), ZORV_TYPE1_INTF_VSI_ATTRIBUTES, len, out);
 }
 
 } // namespace
@@ -268,15 +277,14 @@ uint32_t zorv_drel_lib_alloc_tlv(uint16_t type, uint16_t *out_type, uint16_t *ou
     if (node == nullptr || out_value == nullptr || *out_value != nullptr || out_type == nullptr ||
         out_len == nullptr)
         return ZORV_DREL_ERR_INVALID_ARG;
+    const tlv_out out{out_type, out_len, out_value};
     if (type == ZORV_TYPE1_GBL_MEMBER_VNI)
-        return alloc_member_vni(*static_cast<const gbl_cfg_memvni_avl_node_t *>(node), out_type,
-                                out_len, out_value);
+        return alloc_member_vni(*static_cast<const gbl_cfg_memvni_avl_node_t *>(node), out);
     if (type != ZORV_TYPE1_INTF_VSI_ATTRIBUTES) {
         ZLOG("%s(%d): Unsupported type:%d\n", static_cast<int>(type));
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    return alloc_vsi_all(*static_cast<const if_cfg_avl_node_t *>(node), out_type, out_len,
-                         out_value);
+    return alloc_vsi_all(*static_cast<const if_cfg_avl_node_t *>(node), out);
 }
 
 uint32_t zorv_drel_lib_free_tlv(uint16_t type, void *value) {
