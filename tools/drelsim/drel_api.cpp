@@ -1,31 +1,14 @@
 #include "drel_api.h"
 
 #include <dlfcn.h>
-#include <filesystem>
-#include <unistd.h>
+
+#include <cstdlib>
 
 namespace drelsim {
-namespace {
-
-bool exists(const std::string &p) {
-    return !p.empty() && access(p.c_str(), R_OK) == 0;
-}
-
-std::string next_to_program() {
-    std::error_code ec;
-    auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
-    return ec ? std::string() : (exe.parent_path() / "libzorvdrel.so").string();
-}
-
-} // namespace
 
 std::string drel_library_path() {
-    if (const char *env = getenv("ZORV_DREL_SO"); env && *env) return env;
-#ifdef DRELSIM_DREL_SO
-    if (exists(DRELSIM_DREL_SO)) return DRELSIM_DREL_SO;
-#endif
-    if (std::string local = next_to_program(); exists(local)) return local;
-    return "libzorvdrel.so";
+    if (const char *env = std::getenv("ZORV_DREL_SO"); env && *env) return env;
+    return DRELSIM_DREL_SONAME;
 }
 
 bool load_drel(DrelApi &api, std::string &error) {

@@ -22,8 +22,9 @@ struct DrelApi {
     decltype(&zorv_drel_gbl_tlv_encap_map_to_str) encap_map_to_str = nullptr;
 };
 
-// Where libzorvdrel.so is looked for: $ZORV_DREL_SO, the path it was built at, next to this
-// program, then the loader's search path.
+// What is loaded: $ZORV_DREL_SO when set, else the library's SONAME (libzorvdrel.so.1), which the
+// loader looks up through this program's run path: the build tree's library directory in a
+// build, ../lib beside the program once installed, then the system's library path.
 std::string drel_library_path();
 
 // Loads the library and resolves every entry point; false with `error` set when one is missing.

@@ -11,7 +11,10 @@ extern "C" {
 
 #include <platform/bmp4096.h>
 
-int bdmgr_fabric_bd_allocation_get(uint16_t context, bmp4096_t *bds); /* sets fabric BD bits */
+/* Sets the bits of the fabric bridge domains of a context in `bds`. The library passes a cleared
+ * bitmap (len 512) for context system_context_id_get() & 0xFFFF, ignores the result, and treats
+ * the bits that are set afterwards as fabric BDs (so on failure leave the bitmap alone). */
+int bdmgr_fabric_bd_allocation_get(uint16_t context, bmp4096_t *bds);
 
 /* Host control. */
 void bdmgr_host_set_fabric_bd(uint16_t context, uint32_t bd, int fabric);

@@ -9,13 +9,22 @@
 extern "C" {
 #endif
 
+/* Contract with libzorvdrel: the library opens its ring lazily, before its first event: open
+ * (0 on success, also when the ring exists already), then open_instance(svc, 0, 0, size, 0, 0).
+ * While open fails the library tries again before its next event. */
 int debug_history_open(uint32_t service_id, uint32_t size);
 int debug_history_open_instance(uint32_t service_id, uint32_t instance, uint32_t flags,
                                 uint32_t size, uint32_t arg4, uint32_t arg5);
-/* Appends one event (the text as the format renders it); nonzero when no ring is open. */
+/* Appends one event (the text as the format renders it); nonzero when no ring is open.
+ * The library logs on every path, with instance 0 and level 0, and never checks the result:
+ * logging must never fail, block or abort the caller, must not allocate heap per event, and must
+ * accept events that are not whole lines (a format may render "%d)%d,%d "). Every %s argument
+ * the library passes is a valid string. */
 int debug_history_log(uint32_t service_id, uint32_t instance, uint32_t level, const char *format,
                       ...) __attribute__((format(printf, 4, 5)));
-/* Never null. */
+/* Never null, also for codes it does not know (the library prints the result with %s): it knows
+ * the platform's codes and the library's (0x42D9xxxx, 0x41B70016), and renders any other as a
+ * hexadecimal "unknown error" text. The text stays valid at least until the next call. */
 const char *error_to_string(uint32_t code);
 
 /* Host controls. */

@@ -9,6 +9,11 @@
 extern "C" {
 #endif
 
+/* Contract with libzorvdrel: a message handle is a msg_t *. The library reads the opcode, prints
+ * msg_opcode_name_get's text with %s (so it is never null, also for unknown opcodes), and reads
+ * the update record and its TLV array in place inside the payload: the payload is at least
+ * 4-byte aligned (8 here) and stays valid and unchanged during the call. The library never reads
+ * past the reported length. */
 typedef struct msg msg_t;
 uint32_t msg_opcode_get(const msg_t *msg);
 const char *msg_opcode_name_get(uint32_t opcode);             /* never null */

@@ -9,6 +9,8 @@
 extern "C" {
 #endif
 
+/* The number of the virtual device context. The library uses the low 16 bits: as the context of
+ * the fabric bridge-domain query and as the suffix of its debug file's name. */
 uint32_t system_context_id_get(void);
 
 /* Host control. */

@@ -17,10 +17,20 @@ typedef struct tlv_array {
     uint32_t len;    /* bytes of TLVs in data */
     uint8_t data[];  /* the TLVs */
 } tlv_array_t;
+/* Contract with libzorvdrel: the library always passes aligned = 1. Each TLV is a u16 type, a
+ * u16 length and the value, in host byte order, padded with zero bytes to a multiple of 4.
+ * The library sizes the arrays it builds as 4 + the sum of tlv_aligned_size of their values,
+ * so add must use exactly that many bytes per TLV. */
 uint32_t tlv_aligned_size(uint32_t value_len); /* 4 + value_len rounded up to 4 */
+/* Appends at data + len; array_size is the whole buffer, header included. TLV_ERR_NO_SPACE and
+ * nothing written when the TLV does not fit. */
 int tlv_array_add(tlv_array_t *array, uint32_t array_size, uint16_t type, uint16_t len,
                   const void *value, uint32_t aligned);
+/* TLV headers that lie whole inside len, walked from offset 0 (values are not checked). */
 uint32_t tlv_array_count(const tlv_array_t *array, uint32_t aligned);
+/* *cursor starts at 0. Fills the outputs (value points into the array) and advances; TLV_ERR_END
+ * at the end, TLV_ERR_MALFORMED for a TLV whose header or value runs past len. Neither count
+ * nor next reads outside data[0 .. len). */
 int tlv_array_next(const tlv_array_t *array, uint32_t *cursor, uint16_t *type, uint16_t *len,
                    void **value, uint32_t aligned);
 
