@@ -1,7 +1,11 @@
-// bench_paths.cpp - the library's hot paths at full switch scale: export, the graceful and the
-// strict check, the remote re-check, extraction of an update, and the VNI set.
+// bench_paths.cpp - the library's hot paths at full switch scale: export, printable rows, the
+// graceful and the strict check, the remote re-check, extraction of an update, and the VNI set.
+// The global export and the printable rows each have a floor next to them: only the copying and
+// the debug-history events that the path cannot do without, so that path / floor shows its
+// overhead.
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -132,6 +136,175 @@ void BM_VniSetFindSparse(benchmark::State &state) {
     bitset_free(set);
 }
 BENCHMARK(BM_VniSetFindSparse)->Arg(1 << 12)->Arg(1 << 16);
+
+// ---- Global export and printable rows at 16,384 member VNIs ---------------------------------
+
+constexpr uint32_t kMemberVnis = 16384;
+
+// Caches `count` member VNIs (bridge domains cycling through 1..4000) and, when `profiles` is
+// set, two global profiles, one of them with a dot1q map.
+void fill_global(uint32_t count, bool profiles) {
+    for (uint32_t i = 0; i < count; ++i) {
+        member_vni_t m{i % 4000 + 1, 10000 + i};
+        tree_insert(zorv_drel_gbl_cfg_memvni_avl,
+                    zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &m));
+    }
+    if (!profiles) return;
+    for (const char *name : {"bench-prof-a", "bench-prof-b"}) {
+        encap_name_t rec{};
+        std::strncpy(rec.encap_name, name, sizeof rec.encap_name - 1);
+        tree_insert(zorv_drel_gbl_cfg_avl, zorv_drel_create_gbl_node(nullptr, 1, 260, &rec));
+    }
+    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+    for (uint32_t v = 1; v <= 100; ++v)
+        pairs.emplace_back(v, 50000 + v);
+    auto map = zt::map_val("bench-prof-c", pairs);
+    tree_insert(zorv_drel_gbl_cfg_avl,
+                zorv_drel_create_gbl_node(nullptr, 2, sizeof *map, map.get()));
+}
+
+void clear_global() {
+    while (auto *n = static_cast<gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl)))
+        zorv_drel_gbl_cfg_delete_cache_node(n);
+    while (auto *m =
+               static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl)))
+        zorv_drel_gbl_cfg_memvni_delete_cache_node(m);
+}
+
+tlv_array_t *export_global() {
+    tlv_array_t *a = nullptr;
+    zorv_drel_type1_cfg_get_params(1, 0, &a);
+    return a;
+}
+
+// The {bd, vni} of every member VNI in tree order, as the export logs them.
+std::vector<member_vni_t> member_vnis() {
+    std::vector<member_vni_t> out;
+    for (auto *m =
+             static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl));
+         m != nullptr;
+         m = static_cast<gbl_cfg_memvni_avl_node_t *>(tree_next(zorv_drel_gbl_cfg_memvni_avl, m)))
+        out.push_back(member_vni_t{m->bd, m->vni});
+    return out;
+}
+
+void BM_ExportGlobal(benchmark::State &state) {
+    fill_global(kMemberVnis, true);
+    for (auto _ : state) {
+        tlv_array_t *a = export_global();
+        benchmark::DoNotOptimize(a);
+        tracked_free(zt::kSvc, a);
+    }
+    clear_global();
+}
+BENCHMARK(BM_ExportGlobal)->Unit(benchmark::kMillisecond);
+
+// What the global export cannot do without: its debug-history events (same formats, same
+// number) and the copy of its array's bytes.
+void BM_ExportGlobalFloor(benchmark::State &state) {
+    fill_global(kMemberVnis, true);
+    tlv_array_t *ref = export_global(); // also opens the debug history
+    const uint32_t bytes = 4 + ref->len;
+    const auto tlvs = static_cast<int>(tlv_array_count(ref, 1));
+    const auto vnis = member_vnis();
+    std::vector<uint8_t> out(bytes);
+    for (auto _ : state) {
+        debug_history_log(zt::kSvc, 0, 0, "%s(%d): type-1 cfg param get gbl=%d, ifi=0x%x\n",
+                          "zorv_drel_type1_cfg_get_params", __LINE__, 1, 0u);
+        debug_history_log(zt::kSvc, 0, 0, "%s(%d): TLV array size %d\n",
+                          "zorv_drel_gbl_cfg_avl_get_params", __LINE__, static_cast<int>(bytes));
+        for (const member_vni_t &m : vnis)
+            debug_history_log(zt::kSvc, 0, 0, "%s(%d): Adding memvni tlv - bd:%d, vni:%d\n",
+                              "zorv_drel_gbl_cfg_avl_get_params", __LINE__, static_cast<int>(m.bd),
+                              static_cast<int>(m.vni));
+        std::memcpy(out.data(), ref, bytes);
+        debug_history_log(zt::kSvc, 0, 0, "%s(%d): num_tlvs = %d\n",
+                          "zorv_drel_gbl_cfg_avl_get_params", __LINE__, tlvs);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    tracked_free(zt::kSvc, ref);
+    clear_global();
+}
+BENCHMARK(BM_ExportGlobalFloor)->Unit(benchmark::kMillisecond);
+
+void BM_ExportMemberVni(benchmark::State &state) {
+    fill_global(kMemberVnis, false);
+    for (auto _ : state) {
+        tlv_array_t *a = nullptr;
+        benchmark::DoNotOptimize(zorv_drel_gbl_cfg_memvni_avl_get_params(&a));
+        tracked_free(zt::kSvc, a);
+    }
+    clear_global();
+}
+BENCHMARK(BM_ExportMemberVni)->Unit(benchmark::kMillisecond);
+
+// Times the printable rows of `a`.
+void time_rows(benchmark::State &state, const tlv_array_t *a) {
+    for (auto _ : state) {
+        drelm_app_info_t *info = nullptr;
+        benchmark::DoNotOptimize(zorv_drel_type1_cfg_get_param_info(a, &info));
+        tracked_free(zt::kSvc, info);
+    }
+}
+
+// Printable rows of the global export. Rows are made for member VNIs and service instances
+// only (a profile TLV ends the walk), so the exported array holds the member VNIs alone.
+void BM_ParamInfoGlobal(benchmark::State &state) {
+    fill_global(kMemberVnis, false);
+    tlv_array_t *a = export_global();
+    time_rows(state, a);
+    tracked_free(zt::kSvc, a);
+    clear_global();
+}
+BENCHMARK(BM_ParamInfoGlobal)->Unit(benchmark::kMillisecond);
+
+// What the rows cannot do without: their two debug-history events and the copy of the rows'
+// bytes.
+void BM_ParamInfoGlobalFloor(benchmark::State &state) {
+    fill_global(kMemberVnis, false);
+    tlv_array_t *a = export_global();
+    drelm_app_info_t *ref = nullptr;
+    zorv_drel_type1_cfg_get_param_info(a, &ref);
+    const size_t bytes = 4 + sizeof(drelm_app_info_entry_t) * ref->count;
+    std::vector<uint8_t> out(bytes);
+    for (auto _ : state) {
+        debug_history_log(zt::kSvc, 0, 0, "%s(%d): type-1 (tlv_array:%p) get param info\n",
+                          "zorv_drel_type1_cfg_get_param_info", __LINE__,
+                          static_cast<const void *>(a));
+        debug_history_log(zt::kSvc, 0, 0, "%s(%d): Num Tlvs %d \n",
+                          "zorv_drel_type1_cfg_get_param_info", __LINE__,
+                          static_cast<int>(ref->count));
+        std::memcpy(out.data(), ref, bytes);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    tracked_free(zt::kSvc, ref);
+    tracked_free(zt::kSvc, a);
+    clear_global();
+}
+BENCHMARK(BM_ParamInfoGlobalFloor)->Unit(benchmark::kMillisecond);
+
+// Printable rows of an interface export (service instances).
+void BM_ParamInfoInterface(benchmark::State &state) {
+    fill_interface(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)));
+    tlv_array_t *a = export_interface();
+    time_rows(state, a);
+    tracked_free(zt::kSvc, a);
+    clear_cache();
+}
+BENCHMARK(BM_ParamInfoInterface)->Args({16, 256})->Args({64, 64});
+
+// The remote re-check of the global scope against the cached member VNIs.
+void BM_RemoteRecheckGlobal(benchmark::State &state) {
+    fill_global(kMemberVnis, false);
+    tlv_array_t *rmt = export_global();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt, 1, 0));
+    tracked_free(zt::kSvc, rmt);
+    clear_global();
+}
+BENCHMARK(BM_RemoteRecheckGlobal)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -29,16 +29,22 @@ struct service {
     uint64_t fault_skip = 0, fault_count = 0;
 };
 
+// A live block: its owner and size, and the owner's counters that its free updates (entries of
+// std::map, so they stay where they are while the block lives).
 struct block {
     uint32_t service_id;
-    uint32_t mem_type;
     uint32_t size;
+    service *svc;
+    tracked_mem_stats_t *type_stats;
 };
 
 struct state {
     std::mutex mu;
     std::map<uint32_t, service> services;
     std::unordered_map<const void *, block> blocks;
+    // The table entry of the last block freed, kept for the next block made: a block that is
+    // made and freed over and over costs the table no allocation of its own.
+    std::unordered_map<const void *, block>::node_type spare;
 };
 
 state &st() {
@@ -116,7 +122,14 @@ void *tracked_alloc(uint32_t service_id, uint32_t mem_type, uint32_t size) {
     void *p = std::aligned_alloc(kAlign, bytes);
     if (p != nullptr) {
         try {
-            s.blocks.emplace(p, block{service_id, mem_type, size});
+            const block b{service_id, size, svc, type_stats};
+            if (s.spare) {
+                s.spare.key() = p;
+                s.spare.mapped() = b;
+                s.blocks.insert(std::move(s.spare)); // p is new: the entry goes in
+            } else {
+                s.blocks.emplace(p, b);
+            }
         } catch (const std::bad_alloc &) {
             std::free(p);
             p = nullptr;
@@ -146,10 +159,9 @@ int tracked_free(uint32_t service_id, void *p) {
         return static_cast<int>(TRACKED_ERR_BAD_BLOCK);
     }
     const block b = it->second;
-    s.blocks.erase(it);
-    service &svc = s.services[service_id]; // exists: it made the block
-    remove_live(svc.total, b.size);
-    remove_live(svc.types[b.mem_type], b.size);
+    s.spare = s.blocks.extract(it);
+    remove_live(b.svc->total, b.size);
+    remove_live(*b.type_stats, b.size);
     std::free(p);
     return 0;
 }

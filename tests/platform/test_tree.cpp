@@ -116,6 +116,43 @@ TEST(Tree, NextOfAPointerNotInTheTreeGivesTheFirstGreaterNode) {
     tree_destroy(t, nullptr);
 }
 
+TEST(Tree, AWalkStepsWithoutComparing) {
+    tree_t *t = tree_create(cmp_int, 0);
+    std::vector<int> v(1000);
+    for (int i = 0; i < 1000; ++i) {
+        v[i] = i;
+        tree_insert(t, &v[i]);
+    }
+    compares = 0;
+    int steps = 0;
+    for (void *n = tree_first(t); n != nullptr; n = tree_next(t, n))
+        ++steps;
+    EXPECT_EQ(steps, 1000);
+    EXPECT_EQ(compares, 0) << "each step goes on from the node the last one returned";
+    tree_destroy(t, nullptr);
+}
+
+TEST(Tree, AWalkFollowsChangesAndInterleavedWalks) {
+    tree_t *t = tree_create(cmp_int, 0);
+    int v[] = {10, 20, 30, 40, 50};
+    for (int &x : v)
+        tree_insert(t, &x);
+    int ahead = 35;
+    EXPECT_EQ(tree_first(t), &v[0]);
+    EXPECT_EQ(tree_next(t, &v[0]), &v[1]);
+    ASSERT_EQ(tree_insert(t, &ahead), 0);
+    EXPECT_EQ(tree_next(t, &v[1]), &v[2]);
+    EXPECT_EQ(tree_next(t, &v[2]), &ahead) << "a node inserted ahead of the walk is met";
+    ASSERT_EQ(tree_delete(t, &ahead), 0) << "the node the walk stands on leaves the tree";
+    EXPECT_EQ(tree_next(t, &ahead), &v[3]) << "a node no longer in the tree: the first greater";
+    // Two walks taking turns: each steps from a node that is not the one last returned.
+    EXPECT_EQ(tree_next(t, &v[0]), &v[1]);
+    EXPECT_EQ(tree_next(t, &v[3]), &v[4]);
+    EXPECT_EQ(tree_next(t, &v[1]), &v[2]);
+    EXPECT_EQ(tree_next(t, &v[4]), nullptr);
+    tree_destroy(t, nullptr);
+}
+
 TEST(Tree, WildcardKeyFindsAnyNodeOfItsRun) {
     tree_t *t = tree_create(cmp_if, 0);
     if_node n[] = {{1, 1}, {1, 2}, {1, 3}, {2, 1}, {2, 5}, {3, 4}};

@@ -56,8 +56,9 @@ tracked_ptr<T> tracked_calloc(uint32_t mem_type, uint32_t size = sizeof(T)) noex
 
 // Copies at most 255 characters of a NUL-terminated name into a 256-byte field, NUL-padded.
 inline void copy_name(char (&dst)[ZORV_NAME_LEN], const char *src) noexcept {
-    std::memset(dst, 0, sizeof dst);
-    if (src != nullptr) std::memcpy(dst, src, strnlen(src, ZORV_NAME_LEN - 1));
+    const size_t len = src != nullptr ? strnlen(src, ZORV_NAME_LEN - 1) : 0;
+    if (len != 0) std::memcpy(dst, src, len);
+    std::memset(dst + len, 0, sizeof dst - len);
 }
 
 // ---- Checked TLV walking -------------------------------------------------------------------

@@ -1,5 +1,7 @@
 // zorv_drel_text.cpp - type-1 values and VLAN sets as short texts, integer and range utilities.
 // Every renderer owns one fixed global buffer and returns it; nothing is allocated.
+#include <algorithm>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -52,6 +54,12 @@ __attribute__((format(printf, 3, 4))) void cut_format(char *buf, size_t size, co
     va_end(ap);
 }
 
+// Copies the text `s` (without its NUL) to `dst`; returns the end of what was written.
+template <size_t N> char *put(char *dst, const char (&s)[N]) noexcept {
+    std::memcpy(dst, s, N - 1);
+    return dst + N - 1;
+}
+
 const char *true_false(bool b) noexcept {
     return b ? "TRUE" : "FALSE";
 }
@@ -91,8 +99,14 @@ int32_t mrange_print(char *dst, uint32_t size, const zorv_mrange_t *list,
 char *zorv_drel_gbl_tlv_memvni_to_str(const member_vni_t *value) {
     zorv_gbl_memvni_str_buf[0] = '\0';
     if (value == nullptr) return zorv_gbl_memvni_str_buf;
-    std::snprintf(zorv_gbl_memvni_str_buf, sizeof zorv_gbl_memvni_str_buf, "BD:%d VNI:%d",
-                  static_cast<int>(value->bd), static_cast<int>(value->vni));
+    // "BD:%d VNI:%d", put together without the formatter: it runs once per printable row.
+    char bd[12], vni[12]; // an int takes at most 11 characters
+    const char *bd_end = std::to_chars(bd, bd + sizeof bd, static_cast<int>(value->bd)).ptr;
+    const char *vni_end = std::to_chars(vni, vni + sizeof vni, static_cast<int>(value->vni)).ptr;
+    char *p = put(zorv_gbl_memvni_str_buf, "BD:");
+    p = std::copy(std::cbegin(bd), bd_end, p);
+    p = std::copy(std::cbegin(vni), vni_end, put(p, " VNI:"));
+    *p = '\0';
     return zorv_gbl_memvni_str_buf;
 }
 
