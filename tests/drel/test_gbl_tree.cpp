@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "cache_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using ct::map_val;
-using ct::name_rec;
+using zt::map_val;
+using zt::name_rec;
 
 gbl_cfg_avl_node_t *create1(const std::string &name, uint32_t id = 0) {
     encap_name_t r = name_rec(name, id);
@@ -112,7 +112,7 @@ TEST(GblCreate, RecordWithIdRestoresItWithoutConsumingANewOne) {
     gbl_cfg_avl_node_t *n = insert(create1("p7", 7));
     EXPECT_EQ(n->id, 7u);
     EXPECT_TRUE(zt::has_log(kCreate, ": restoring id:7 for encap:p7\n")) << zt::dump_events();
-    EXPECT_TRUE(zt::has_log(ct::kSrc, "  restored node:p7, id:7, bit:6\n"));
+    EXPECT_TRUE(zt::has_log(zt::kSrc, "  restored node:p7, id:7, bit:6\n"));
     EXPECT_FALSE(zt::has_log(kCreate, ": set id:7 for encap:p7\n"));
     encap_name_t probe = name_rec("p7");
     EXPECT_EQ(zorv_drel_get_encap_uid(&probe), 7u);
@@ -125,7 +125,7 @@ TEST(GblCreate, RestoreOfAKnownNameStillGivesTheNodeTheRecordsId) {
     gbl_cfg_avl_node_t *n = create1("p", 9);
     ASSERT_NE(n, nullptr);
     // The restore fails (the name exists) and its result is not examined.
-    EXPECT_TRUE(zt::has_log(ct::kSrc, " Error: node:p, id:1 exists already\n"));
+    EXPECT_TRUE(zt::has_log(zt::kSrc, " Error: node:p, id:1 exists already\n"));
     EXPECT_EQ(n->id, 9u);
     zorv_drel_gbl_cfg_avl_free(n);
 }
@@ -190,7 +190,7 @@ TEST(GblCreate, UnknownTypeFreesTheNode) {
 }
 
 TEST(GblCreate, AllocationFailureGivesNull) {
-    ct::fault_guard f(0, 1);
+    zt::fault_guard f(0, 1);
     encap_name_t r = name_rec("p");
     EXPECT_EQ(zorv_drel_create_gbl_node(nullptr, 1, 260, &r), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed malloc\n"));
@@ -201,7 +201,7 @@ TEST(GblCreate, AllocationFailureGivesNull) {
 
 TEST(GblCreate, IdentifierAllocationFailureGivesIdZero) {
     // The node comes through; the identifier node of the allocator does not.
-    ct::fault_guard f(1, 1);
+    zt::fault_guard f(1, 1);
     encap_name_t r = name_rec("p");
     gbl_cfg_avl_node_t *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
     ASSERT_NE(n, nullptr);
@@ -291,7 +291,7 @@ TEST(GblUpdate, DeletingAllPairsClearsTheFlagButKeepsTheNode) {
     EXPECT_TRUE(zt::has_log(kUpdate, ": type:2, del?1, prof:p, map_exists?1\n"));
     EXPECT_TRUE(zt::has_log(kUpdate, ": del?1, map_exists:0\n"));
     EXPECT_EQ(find("p"), n);
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), ct::aligned16(256));
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), zt::aligned16(256));
 }
 
 TEST(GblDelete, ByNodeAndByKeyKeepTheIdentifier) {
@@ -314,26 +314,26 @@ TEST(GblDelete, ByNodeAndByKeyKeepTheIdentifier) {
 
 TEST(GblExport, ProfileWithMapGivesTwoTlvs) {
     gbl_cfg_avl_node_t *n = insert(create2("m", {{5, 8000}}));
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), ct::aligned16(256) + ct::aligned16(16640));
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), zt::aligned16(256) + zt::aligned16(16640));
     zt::tlv_buf buf;
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 1u << 20, buf.get()), 0u);
-    auto t = ct::tlvs(buf.get());
+    auto t = zt::tlvs(buf.get());
     ASSERT_EQ(t.size(), 2u);
     EXPECT_EQ(t[0].type, 1);
-    EXPECT_EQ(t[0].len, 256);
-    EXPECT_STREQ(reinterpret_cast<const char *>(t[0].value), "m");
+    EXPECT_EQ(t[0].value.size(), 256u);
+    EXPECT_STREQ(reinterpret_cast<const char *>(t[0].value.data()), "m");
     EXPECT_EQ(t[1].type, 2);
-    EXPECT_EQ(t[1].len, 16640);
-    EXPECT_EQ(std::memcmp(t[1].value, &n->map, 16640), 0);
+    EXPECT_EQ(t[1].value.size(), 16640u);
+    EXPECT_EQ(std::memcmp(t[1].value.data(), &n->map, 16640), 0);
 }
 
 TEST(GblExport, ProfileWithoutMapGivesOneTlv) {
     gbl_cfg_avl_node_t *n = insert(create1("p"));
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), ct::aligned16(256));
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), zt::aligned16(256));
     zt::tlv_buf buf;
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 1u << 20, buf.get()), 0u);
     EXPECT_EQ(tlv_array_count(buf.get(), 1), 1u);
-    EXPECT_EQ(buf.get()->len, ct::aligned16(256));
+    EXPECT_EQ(buf.get()->len, zt::aligned16(256));
 }
 
 TEST(GblExport, NoSpaceIsPassedOn) {
@@ -342,7 +342,7 @@ TEST(GblExport, NoSpaceIsPassedOn) {
     EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 100, buf.get()), TLV_ERR_NO_SPACE);
     EXPECT_EQ(buf.get()->len, 0u);
     // Room for the name but not the map: the last result is the map's.
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 4 + ct::aligned16(256), buf.get()),
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 4 + zt::aligned16(256), buf.get()),
               TLV_ERR_NO_SPACE);
     EXPECT_EQ(tlv_array_count(buf.get(), 1), 1u);
 }
@@ -368,7 +368,7 @@ TEST(GblOrder, WalkIsSortedByName) {
         insert(create2(s, {}));
     std::sort(names.begin(), names.end());
     std::vector<std::string> walked;
-    for (auto *n : ct::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl))
+    for (auto *n : zt::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl))
         walked.emplace_back(n->map.encap_name);
     EXPECT_EQ(walked, names);
 }
