@@ -186,7 +186,7 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
         case 0: { // profile seen as type 1
             encap_name_t rec = zt::name_rec(name);
             if (node == nullptr) {
-                node = zorv_drel_create_gbl_node(nullptr, 1, 260, &rec);
+                node = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &rec);
                 ASSERT_NE(node, nullptr);
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
                 auto u = uids.ids.find(name);
@@ -195,7 +195,9 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
                 ASSERT_EQ(rec.id, s.id) << "step " << step;
                 model[name] = s;
             } else {
-                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, 1, 260, &rec, pick(r, 2)), 0u);
+                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260,
+                                                       &rec, pick(r, 2)),
+                          0u);
             }
             break;
         }
@@ -205,7 +207,8 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
             auto m = zt::map_val(name, pairs);
             const auto a = as_array(pairs);
             if (node == nullptr) {
-                node = zorv_drel_create_gbl_node(nullptr, 2, sizeof *m, m.get());
+                node = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m,
+                                                 m.get());
                 ASSERT_NE(node, nullptr);
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
                 gbl_state s;
@@ -213,7 +216,9 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
                 s.vni = a;
                 model[name] = s;
             } else {
-                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, 2, sizeof *m, m.get(), 0), 0u);
+                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP,
+                                                       sizeof *m, m.get(), 0),
+                          0u);
                 gbl_state &s = it->second;
                 if (s.map_exists) {
                     for (uint32_t v = 1; v < kVlans; ++v)
@@ -235,7 +240,9 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
                 pairs = random_pairs(r);
             auto m = zt::map_val(name, pairs);
             const auto a = as_array(pairs);
-            ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, 2, sizeof *m, m.get(), 1), 0u);
+            ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m,
+                                                   m.get(), 1),
+                      0u);
             gbl_state &s = it->second;
             s.map_exists = 0;
             for (uint32_t v = 1; v < kVlans; ++v) {
@@ -287,7 +294,7 @@ TEST(CacheModel, MemberVniTree) {
         const uint32_t vni = vnis[pick(r, vnis.size())];
         const member_vni_t val = zt::memvni(1 + pick(r, 4000), vni);
         gbl_cfg_memvni_avl_node_t key{};
-        ASSERT_EQ(zorv_drel_set_gbl_memvni_key(&key, 8, 8, &val), 0u);
+        ASSERT_EQ(zorv_drel_set_gbl_memvni_key(&key, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &val), 0u);
         auto *node =
             static_cast<gbl_cfg_memvni_avl_node_t *>(tree_find(zorv_drel_gbl_cfg_memvni_avl, &key));
         ASSERT_EQ(node != nullptr, model.count(vni) == 1) << "step " << step;
@@ -295,11 +302,14 @@ TEST(CacheModel, MemberVniTree) {
         case 0:
         case 1:
             if (node == nullptr) {
-                node = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &val);
+                node =
+                    zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &val);
                 ASSERT_NE(node, nullptr);
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, node), 0);
             } else {
-                ASSERT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(node, 8, 8, &val), 0u);
+                ASSERT_EQ(
+                    zorv_drel_gbl_cfg_memvni_avl_update(node, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &val),
+                    0u);
             }
             model[vni] = val.bd;
             break;
@@ -409,7 +419,9 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
             if (!exists) break;
             const char *p = profs[pick(r, 4)];
             vsi_encap_rng_t v = zt::rng_val(k.first, k.second, p);
-            ASSERT_EQ(zorv_drel_if_cfg_avl_delete(if_find(k), 6, sizeof v, &v), 0u);
+            ASSERT_EQ(zorv_drel_if_cfg_avl_delete(if_find(k), ZORV_TYPE1_INTF_VSI_ENCAP_PROF,
+                                                  sizeof v, &v),
+                      0u);
             auto &es = it->second.encaps;
             for (auto e = es.begin(); e != es.end(); ++e)
                 if (e->name == p) {
@@ -421,12 +433,15 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
         case 5: { // a value that does not fit its length changes nothing
             auto v = zt::make_vsi_all(k.first, k.second, 1, 2, {{5, 5}, {6, 6}});
             if (exists) {
-                ASSERT_EQ(zorv_drel_if_cfg_avl_update(
-                              if_find(k), 9, static_cast<uint16_t>(v.size() - 1), v.data()),
+                ASSERT_EQ(zorv_drel_if_cfg_avl_update(if_find(k), ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                      static_cast<uint16_t>(v.size() - 1),
+                                                      v.data()),
                           ZORV_DREL_ERR_INVALID_ARG);
             } else {
                 if_cfg_avl_key_t key{k.first, k.second};
-                ASSERT_EQ(zorv_drel_create_if_node(&key, 9, 792, v.data()), nullptr);
+                ASSERT_EQ(
+                    zorv_drel_create_if_node(&key, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792, v.data()),
+                    nullptr);
             }
             break;
         }
@@ -490,7 +505,8 @@ TEST(CacheAccounting, LiveBlocksMatchLiveNodes) {
         case 0: { // global profile with identifier
             if (gnode != nullptr) break;
             encap_name_t rec = zt::name_rec(name, pick(r, 3) == 0 ? 1 + pick(r, 20) : 0);
-            if (auto *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &rec)) {
+            if (auto *n =
+                    zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &rec)) {
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, n), 0);
             }
             break;
@@ -498,7 +514,8 @@ TEST(CacheAccounting, LiveBlocksMatchLiveNodes) {
         case 1: { // global map
             if (gnode != nullptr) break;
             auto m = zt::map_val(name, {{1, 10}});
-            if (auto *n = zorv_drel_create_gbl_node(nullptr, 2, sizeof *m, m.get())) {
+            if (auto *n = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP,
+                                                    sizeof *m, m.get())) {
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, n), 0);
             }
             break;
@@ -512,7 +529,8 @@ TEST(CacheAccounting, LiveBlocksMatchLiveNodes) {
             gbl_cfg_memvni_avl_node_t k{v.vni, 0};
             if (tree_find(zorv_drel_gbl_cfg_memvni_avl, &k) != nullptr) {
                 zorv_drel_gbl_cfg_memvni_delete_cache_key(&k);
-            } else if (auto *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v)) {
+            } else if (auto *n = zorv_drel_create_gbl_memvni_node(
+                           nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v)) {
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, n), 0);
             }
             break;

@@ -31,7 +31,8 @@ class CacheUpdateTest : public ::testing::Test {
     }
     static void add_vsi(uint32_t if_index, uint32_t vsi) {
         zt::tlv_buf b;
-        zt::add_bytes(b, 9, zt::make_vsi_all(if_index, vsi, 1, 1, {{9000 + vsi, 5}}));
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(if_index, vsi, 1, 1, {{9000 + vsi, 5}}));
         ASSERT_EQ(apply(0, 0, if_index, b), 0u);
     }
 };
@@ -47,7 +48,7 @@ TEST_F(CacheUpdateTest, NoMessageDeleteRemovesEveryNodeOfTheInterface) {
         // an encap entry on one of them goes too
         zt::tlv_buf b;
         const vsi_encap_rng_t rng = zt::rng_val(kIf, 7, "gold", {5});
-        b.add(6, rng);
+        b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, rng);
         ASSERT_EQ(apply(0, 0, kIf, b), 0u);
     }
     ASSERT_EQ(zt::if_nodes().size(), 4u);
@@ -59,7 +60,7 @@ TEST_F(CacheUpdateTest, NoMessageDeleteRemovesEveryNodeOfTheInterface) {
         << zt::dump_events();
     for (int vsi : {3, 7, 9})
         EXPECT_TRUE(zt::has_log(kFn, ": deleting ifdx:0x1000, vsi:" + std::to_string(vsi) + "\n"));
-    EXPECT_EQ(zt::live_blocks(9), 0u);
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node), 0u);
     base.expect_same();
 }
 
@@ -84,7 +85,7 @@ TEST_F(CacheUpdateTest, NoMessageNoInterface) {
 TEST_F(CacheUpdateTest, NoRespWhenPayloadAbsentOrRespPresentZero) {
     EXPECT_EQ(apply_msg(0, 1, 0, {}), 0u);
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, true);
     std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
     EXPECT_EQ(apply_msg(0, 1, 0, payload), 0u);
@@ -111,7 +112,7 @@ TEST_F(CacheUpdateTest, EmptyArray) {
 
 TEST_F(CacheUpdateTest, MalformedLengthsAreRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     // param_len past the payload
     auto p1 = zt::make_update(0, 0, b, true);
     const uint32_t too_long = b.size() + 4;
@@ -138,7 +139,7 @@ TEST_F(CacheUpdateTest, MalformedLengthsAreRefused) {
 
 TEST_F(CacheUpdateTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::append_cut_tlv(b, 8, 8);
     EXPECT_EQ(apply(0, 1, 0, b), TLV_ERR_MALFORMED);
     EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
@@ -151,14 +152,14 @@ TEST_F(CacheUpdateTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
 
 TEST_F(CacheUpdateTest, GlobalAddUpdateDelete) {
     zt::tlv_buf add;
-    add.add(8, member_vni_t{100, 5000});
+    add.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     EXPECT_EQ(apply(0, 1, 0, add), 0u);
     ASSERT_NE(zt::memvni_node(5000), nullptr);
     EXPECT_TRUE(zt::has_log(kFn, ": Add type 8 to cache\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": success add type 8 len 8 to cache\n"));
 
     zt::tlv_buf upd;
-    upd.add(8, member_vni_t{200, 5000});
+    upd.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 5000});
     EXPECT_EQ(apply(0, 1, 0, upd), 0u);
     EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
     EXPECT_TRUE(zt::has_log(kFn, ": success updated type 8 len 8 to cache\n"));
@@ -174,8 +175,8 @@ TEST_F(CacheUpdateTest, GlobalAddUpdateDelete) {
 
 TEST_F(CacheUpdateTest, GlobalCreationFailureGoesOn) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 1, 0, m.get());
@@ -188,10 +189,10 @@ TEST_F(CacheUpdateTest, GlobalCreationFailureGoesOn) {
 
 TEST_F(CacheUpdateTest, GlobalSecondTlvOfTypeTwoStops) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto map = zt::map_val("gold", {{5, 9000}});
-    b.add(2, map.get(), sizeof *map);
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     EXPECT_EQ(apply(0, 1, 0, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: Unknown key2\n"));
     EXPECT_NE(zt::memvni_node(5000), nullptr);
@@ -201,9 +202,9 @@ TEST_F(CacheUpdateTest, GlobalSecondTlvOfTypeTwoStops) {
 
 TEST_F(CacheUpdateTest, GlobalTooShortValueStops) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     const uint32_t bd_only = 7;
-    b.add(8, &bd_only, 4);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
     EXPECT_EQ(apply(0, 1, 0, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:8 too short (len:4, need:8)\n"));
     EXPECT_EQ(zt::memvni_nodes().size(), 1u);
@@ -217,7 +218,7 @@ TEST_F(CacheUpdateTest, InterfaceAddAndUpdate) {
     EXPECT_TRUE(zt::has_log(kFn, ": Add type 9 to cache\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": success add type 9 len 800 to cache\n"));
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 0});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 0});
     EXPECT_EQ(apply(0, 0, kIf, b), 0u);
     EXPECT_EQ(zt::if_node(kIf, 7)->admin, 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Found avl node for type 5\n"));
@@ -227,7 +228,7 @@ TEST_F(CacheUpdateTest, InterfaceAddAndUpdate) {
 TEST_F(CacheUpdateTest, InterfaceDeleteOfTypeFiveRemovesNode) {
     add_vsi(kIf, 7);
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     EXPECT_EQ(apply(1, 0, kIf, b), 0u);
     EXPECT_TRUE(zt::if_nodes().empty());
     EXPECT_TRUE(zt::has_log(kFn, ": Found avl node for type 5\n"));
@@ -237,7 +238,7 @@ TEST_F(CacheUpdateTest, InterfaceDeleteOfTypeFiveRemovesNode) {
 
 TEST_F(CacheUpdateTest, InterfaceDeleteMissing) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     EXPECT_EQ(apply(1, 0, kIf, b), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Entry to delete not found\n"));
 }
@@ -245,8 +246,9 @@ TEST_F(CacheUpdateTest, InterfaceDeleteMissing) {
 TEST_F(CacheUpdateTest, InterfaceUpdateFailureGoesOn) {
     add_vsi(kIf, 7);
     zt::tlv_buf b;
-    b.add(6, zt::rng_val(kIf, 7, "gold", {5})); // appending the entry fails: a bare 1
-    b.add(5, vsi_admin_t{kIf, 7, 0});
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF,
+          zt::rng_val(kIf, 7, "gold", {5})); // appending the entry fails: a bare 1
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 0});
     zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 0, kIf, m.get());
@@ -259,8 +261,8 @@ TEST_F(CacheUpdateTest, InterfaceUpdateFailureGoesOn) {
 
 TEST_F(CacheUpdateTest, InterfaceCreationFailureStops) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(5, vsi_admin_t{kIf, 8, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
     zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 0, kIf, m.get());
@@ -273,10 +275,10 @@ TEST_F(CacheUpdateTest, InterfaceCreationFailureStops) {
 
 TEST_F(CacheUpdateTest, InterfaceKeyFailureStops) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     const uint32_t v[3] = {kIf, 8, 1};
     b.add(3, v, sizeof v);
-    b.add(5, vsi_admin_t{kIf, 9, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
     EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: Could not create if key for type 3\n"));
     EXPECT_NE(zt::if_node(kIf, 7), nullptr);
@@ -285,11 +287,11 @@ TEST_F(CacheUpdateTest, InterfaceKeyFailureStops) {
 
 TEST_F(CacheUpdateTest, InterfaceMalformedValueStops) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     auto bad9 = zt::make_vsi_all(kIf, 8, 1, 1, {});
     reinterpret_cast<vsi_all_t *>(bad9.data())->dyn_map_cnt = 0xFFFFFFFFu; // negative
-    zt::add_bytes(b, 9, bad9);
-    b.add(5, vsi_admin_t{kIf, 9, 1});
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, bad9);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
     EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: malformed value of type:9 len:792\n"));
     EXPECT_NE(zt::if_node(kIf, 7), nullptr);

@@ -235,7 +235,7 @@ TEST(CompatCheckTlv, SameVniSameBdPasses) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{10, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ":  Pass type-1 compat check type:8, len=8 lcl bd:10, vni:5000 "
                                   "rmt bd:10,vni:5000\n"))
@@ -248,7 +248,7 @@ TEST(CompatCheckTlv, FabricLocalBdPassesWhateverTheRemoteBd) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": sw_bd: 10 is fabric Bd\n"));
 }
@@ -259,9 +259,9 @@ TEST(CompatCheckTlv, FabricBdsAreThoseOfTheCurrentContext) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     bdmgr_host_set_fabric_bd(2, 10, 1);
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
 }
 
 TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
@@ -269,7 +269,7 @@ TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed memvni compat check - vni:5000 for lcl_bd:10 "
                                   "(rmt_bd:11)\n"));
@@ -280,7 +280,7 @@ TEST(CompatCheckTlv, FabricBdDoesNotExcuseDifferentVnis) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{10, 5001};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_EQ(zt::log_count(kTlv, ": sw_bd: 10 is fabric Bd\n"), 0u);
 }
@@ -289,15 +289,15 @@ TEST(CompatCheckTlv, LocalBdBeyondBitmapIsNotFabric) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{70000, 5000}, r{70000, 5000}, r2{70001, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
-    EXPECT_EQ(check_pair(8, &l, 8, &r2, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r2, 8, h), kCode8);
 }
 
 TEST(CompatCheckTlv, VniBeyondRangeIsNotAddedButStillFails) {
     zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 0x1000000}, r{11, 0x1000000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());
 }
@@ -306,7 +306,8 @@ TEST(CompatCheckTlv, LocalNullRemoteMemberVniChargesTheRemoteVni) {
     zt::holders h;
     h.make_sets();
     const member_vni_t r{11, 6000};
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 8, &r, 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r,
+                                                   0, &h.pass, &h.fail),
               kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000}));
 }
@@ -315,7 +316,8 @@ TEST(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
     zt::holders h;
     h.make_sets();
     const member_vni_t r{11, 0x1000000};
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 8, &r, 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r,
+                                                   0, &h.pass, &h.fail),
               kCode8);
     EXPECT_TRUE(h.failed().empty());
 }
@@ -323,15 +325,17 @@ TEST(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
 TEST(CompatCheckTlv, LocalAndRemoteNull) {
     zt::holders h;
     h.make_sets();
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check_tlv(8, 0, nullptr, 8, 0, nullptr, 0, &h.pass, &h.fail),
-        ZORV_DREL_ERR_PARAM_MISSING);
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 0, nullptr,
+                                                   ZORV_TYPE1_GBL_MEMBER_VNI, 0, nullptr, 0,
+                                                   &h.pass, &h.fail),
+              ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_TRUE(zt::has_log(kTlv, ": Local and Remote NULL\n"));
     EXPECT_TRUE(
         zt::has_log(kTlv, ": Failed type-1 compat check for type:8 rmt_type:8(Local Null)\n"));
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check_tlv(9, 0, nullptr, 9, 0, nullptr, 0, &h.pass, &h.fail),
-        ZORV_DREL_ERR_PARAM_MISSING);
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr,
+                                                   ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr, 0,
+                                                   &h.pass, &h.fail),
+              ZORV_DREL_ERR_PARAM_MISSING);
 }
 
 TEST(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
@@ -340,16 +344,16 @@ TEST(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
     const member_vni_t l{10, 5000};
     const uint32_t bd_only = 10;
     zt::exact_buf r(&bd_only, 4);
-    EXPECT_EQ(check_pair(8, &l, 8, r.data(), 4, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, r.data(), 4, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - rmt value too short, "
                                   "len:4, min:8\n"));
     // With no local value the short remote one charges nothing.
     zt::holders h2;
     h2.make_sets();
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 4, r.data(), 0, &h2.pass, &h2.fail),
-        kCode8);
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 4,
+                                                   r.data(), 0, &h2.pass, &h2.fail),
+              kCode8);
     EXPECT_TRUE(h2.failed().empty());
 }
 
@@ -359,7 +363,7 @@ TEST(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
     const uint32_t bd_only = 10;
     zt::exact_buf l(&bd_only, 4);
     const member_vni_t r{10, 5000};
-    EXPECT_EQ(check_pair(8, l.data(), 4, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, l.data(), 4, &r, 8, h), kCode8);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - lcl value too short, "
@@ -372,7 +376,7 @@ TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
     zt::holders h;
     h.make_sets();
     const vsi_admin_t l{kIf, 1, 1}, r{kIf, 1, 0};
-    EXPECT_EQ(check_pair(5, &l, 12, &r, 12, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, &l, 12, &r, 12, h), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
     const uint32_t junk = 1;
     EXPECT_EQ(check_pair(3, &junk, 4, &junk, 4, h), 0u); // no fixed size: nothing to check
@@ -385,11 +389,12 @@ TEST(CompatCheckTlv, UnjudgedLocalValuesAreNotReadSoTheirLengthDoesNotMatter) {
     h.make_sets();
     const vsi_admin_t full{kIf, 1, 1};
     zt::exact_buf short_admin(&full, 4);
-    EXPECT_EQ(check_pair(5, short_admin.data(), 4, &full, 12, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin.data(), 4, &full, 12, h), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
     std::vector<uint8_t> name(256, 'a');
     zt::exact_buf short_name(name.data(), 10);
-    EXPECT_EQ(check_pair(1, short_name.data(), 10, name.data(), 256, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_ENCAP_PROFILE, short_name.data(), 10, name.data(), 256, h),
+              0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:1\n"));
     EXPECT_EQ(zt::logs_containing("lcl value too short"), 0u) << zt::dump_events();
     EXPECT_TRUE(h.failed().empty());
@@ -400,18 +405,21 @@ TEST(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
     h.make_sets();
     const vsi_admin_t l{kIf, 1, 1};
     zt::exact_buf r(&l, 8);
-    EXPECT_EQ(check_pair(5, &l, 12, r.data(), 8, h), ZORV_DREL_ERR_COMPAT_INTF_VSI);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, &l, 12, r.data(), 8, h),
+              ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:5 - rmt value too short, "
                                   "len:8, min:12\n"));
     std::vector<uint8_t> name(256, 'a');
     zt::exact_buf short_name(name.data(), 100);
-    EXPECT_EQ(check_pair(1, name.data(), 256, short_name.data(), 100, h),
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256, short_name.data(), 100, h),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_PROFILE);
     std::vector<uint8_t> map(sizeof(encap_map_t), 0);
     zt::exact_buf short_map(map.data(), 16636);
-    EXPECT_EQ(check_pair(2, map.data(), 16640, short_map.data(), 16636, h),
-              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
-    EXPECT_EQ(check_pair(2, map.data(), 16640, map.data(), 16640, h), 0u);
+    EXPECT_EQ(
+        check_pair(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), 16640, short_map.data(), 16636, h),
+        ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), 16640, map.data(), 16640, h),
+              0u);
 }
 
 // ---- Per-pair check: service-instance attributes ---------------------------------------------
@@ -427,7 +435,8 @@ class VsiCheck : public ::testing::Test {
         h_.make_sets();
     }
     uint32_t check(const void *r, uint32_t rlen) {
-        return check_pair(9, lcl_.data(), static_cast<uint16_t>(lcl_.size()), r, rlen, h_);
+        return check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, lcl_.data(),
+                          static_cast<uint16_t>(lcl_.size()), r, rlen, h_);
     }
     if_cfg_avl_node_t *node_ = nullptr;
     std::vector<uint8_t> lcl_;
@@ -448,8 +457,8 @@ TEST_F(VsiCheck, EqualAttributesPass) {
 
 TEST_F(VsiCheck, MissingLocalNodeFails) {
     auto other = zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {});
-    EXPECT_EQ(check_pair(9, other.data(), static_cast<uint16_t>(other.size()), other.data(),
-                         other.size(), h_),
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, other.data(),
+                         static_cast<uint16_t>(other.size()), other.data(), other.size(), h_),
               ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kTlv, ": Error: Could not find cfg_p for lcl parent intf idx:0x1000, "
                                   "vsi:8\n"));
@@ -538,9 +547,9 @@ TEST_F(VsiCheck, RemoteNegativeCountIsRefused) {
 TEST_F(VsiCheck, MalformedLocalValueFailsAndChargesNothing) {
     auto v = zt::vsi_with_count(kIf, 7, 1, {}, 3);
     zt::exact_buf l(v);
-    EXPECT_EQ(
-        check_pair(9, l.data(), static_cast<uint16_t>(l.size()), lcl_.data(), lcl_.size(), h_),
-        kCode9);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(), static_cast<uint16_t>(l.size()),
+                         lcl_.data(), lcl_.size(), h_),
+              kCode9);
     EXPECT_TRUE(h_.failed().empty());
     EXPECT_TRUE(h_.passed().empty());
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value len:792 "
@@ -554,7 +563,8 @@ TEST_F(VsiCheck, LocalCountOfZeroOrLessMeansNoPairs) {
         auto r = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {});
         zt::holders h;
         h.make_sets();
-        EXPECT_EQ(check_pair(9, l.data(), static_cast<uint16_t>(l.size()), r.data(), r.size(), h),
+        EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(),
+                             static_cast<uint16_t>(l.size()), r.data(), r.size(), h),
                   0u)
             << count;
         EXPECT_TRUE(h.failed().empty()) << count;
@@ -568,7 +578,9 @@ TEST_F(VsiCheck, LocalCountOfZeroOrLessMeansNoPairs) {
 TEST_F(VsiCheck, LocalCountOfZeroOrLessStillNeedsItsFixedPart) {
     auto v = zt::vsi_with_count(kIf, 7, 1, {}, -1);
     zt::exact_buf l(v.data(), 700);
-    EXPECT_EQ(check_pair(9, l.data(), 700, lcl_.data(), lcl_.size(), h_), kCode9);
+    EXPECT_EQ(
+        check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(), 700, lcl_.data(), lcl_.size(), h_),
+        kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value too short, "
                                   "len:700, min:792\n"));
 }
@@ -591,7 +603,7 @@ TEST_F(VsiCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
     zt::holders h;
     h.make_sets();
     zt::exact_buf l(short_rmt);
-    EXPECT_EQ(check_pair(9, l.data(), 36, r.data(), 36, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(), 36, r.data(), 36, h), 0u);
     // Still whole pairs: a count past the value is refused.
     auto over = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 2);
     zt::exact_buf r2(over.data(), 28);

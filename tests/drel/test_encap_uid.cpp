@@ -258,14 +258,16 @@ TEST(EncapUid, BitmapMallocFailure) {
 }
 
 TEST(EncapUid, ParameterIndex) {
-    EXPECT_EQ(zorv_drel_lib_get_uid(5, 12, nullptr), 5u);
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_INTF_VSI_ADMIN, 12, nullptr), 5u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": Unsupported type:5\n"));
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:5, id=5\n"));
     member_vni_t m = zt::memvni(100, 5000);
-    EXPECT_EQ(zorv_drel_lib_get_uid(8, 8, &m), 5000u);
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_GBL_MEMBER_VNI, 8, &m), 5000u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:8, id=5000\n"));
     auto v = zt::make_vsi_all(1, 77, 1, 1, {});
-    EXPECT_EQ(zorv_drel_lib_get_uid(9, static_cast<uint32_t>(v.size()), v.data()), 77u);
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, static_cast<uint32_t>(v.size()),
+                                    v.data()),
+              77u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": :9\n")) << zt::dump_events();
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:9, id=77\n"));
 }

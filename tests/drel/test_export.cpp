@@ -39,22 +39,24 @@ class ExportTest : public ::testing::Test {
 
     static void fill_global() {
         zt::tlv_buf b;
-        b.add(8, member_vni_t{200, 6000});
-        b.add(8, member_vni_t{100, 5000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
         auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
-        b.add(2, map.get(), sizeof *map);
-        zt::add_bytes(b, 1, zt::name_wire("gold"));
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 1, 0), 0u);
     }
     static void fill_interface() {
         zt::tlv_buf b;
-        zt::add_bytes(b, 9,
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                       zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_LLDP,
                                        {{9000, 5}, {9002, 20}, {9001, 6}}, {5, 6, 20}, "gold"));
-        zt::add_bytes(b, 9, zt::make_vsi_all(kIf, 3, 0, ZORV_MAP_MODE_STATIC, {}, {}, ""));
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(kIf, 3, 0, ZORV_MAP_MODE_STATIC, {}, {}, ""));
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 0, kIf), 0u);
         zt::tlv_buf o;
-        zt::add_bytes(o, 9, zt::make_vsi_all(kIf2, 7, 1, 1, {{7000, 7}}));
+        zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(kIf2, 7, 1, 1, {{7000, 7}}));
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, kIf2), 0u);
     }
 };
@@ -79,7 +81,7 @@ TEST_F(ExportTest, GlobalArrayExactSizeOrderAndValues) {
         ASSERT_NE(a.p, nullptr);
         // 4 + gold {260} + silver {260 + 16644} + two member VNIs {12 each}
         const uint32_t size = 4 + 260 + 260 + 16644 + 24;
-        EXPECT_EQ(zt::stats(3).live_bytes, size);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, size);
         EXPECT_EQ(a.p->len + 4, size);
         EXPECT_TRUE(zt::has_log(kGbl, ": TLV array size " + std::to_string(size) + "\n"));
         const auto t = zt::tlvs(a.p);
@@ -107,11 +109,11 @@ TEST_F(ExportTest, GlobalArrayExactSizeOrderAndValues) {
 
 TEST_F(ExportTest, ProfileWithoutMapGivesOneTlv) {
     zt::tlv_buf b;
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 1, 0), 0u);
     array_holder a;
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_get_params(&a.p), 0u);
-    EXPECT_EQ(zt::stats(3).live_bytes, 264u);
+    EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, 264u);
     const auto t = zt::tlvs(a.p);
     ASSERT_EQ(t.size(), 1u);
     EXPECT_EQ(t[0].type, 1);
@@ -167,7 +169,7 @@ TEST_F(ExportTest, MemberVniExportAlone) {
     {
         array_holder a;
         ASSERT_EQ(zorv_drel_gbl_cfg_memvni_avl_get_params(&a.p), 0u);
-        EXPECT_EQ(zt::stats(3).live_bytes, 28u);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, 28u);
         const auto t = zt::tlvs(a.p);
         ASSERT_EQ(t.size(), 2u);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[0].value).vni, 5000u);
@@ -211,7 +213,7 @@ TEST_F(ExportTest, InterfaceWithoutNodes) {
     EXPECT_TRUE(zt::has_log(kIfg, ": Error: No config entries found \n"));
     // nodes of another interface only
     zt::tlv_buf o;
-    zt::add_bytes(o, 9, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
+    zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, kIf2), 0u);
     EXPECT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &a.p), 0u);
     EXPECT_EQ(a.p, nullptr);
@@ -228,7 +230,7 @@ TEST_F(ExportTest, InterfaceArrayValuesAndOverReservation) {
         // vsi 3: aligned(792); vsi 7: aligned(792) + aligned(24): one TLV per node is written,
         // so 4 bytes stay unused
         const uint32_t size = 4 + 796 + 796 + 28;
-        EXPECT_EQ(zt::stats(3).live_bytes, size);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, size);
         EXPECT_EQ(a.p->len, 796u + 820u);
         EXPECT_TRUE(zt::has_log(kIfg, ": TLV array size " + std::to_string(size) + "\n"));
         const auto t = zt::tlvs(a.p);
@@ -277,7 +279,7 @@ TEST_F(ExportTest, InterfaceModesFromFlags) {
                               ZORV_MAP_MODE_VDP, ZORV_MAP_MODE_LLDP};
     zt::tlv_buf b;
     for (uint32_t m : modes)
-        zt::add_bytes(b, 9, zt::make_vsi_all(kIf, 10 + m, 1, m, {}));
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf, 10 + m, 1, m, {}));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 0, kIf), 0u);
     array_holder a;
     ASSERT_EQ(zorv_drel_if_cfg_avl_get_params(kIf, &a.p), 0u);
@@ -332,14 +334,15 @@ void expect_entry(const drelm_app_info_entry_t &e, uint32_t type, const char *na
 
 TEST_F(ExportTest, ParamInfoRows) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    zt::add_bytes(b, 9, zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
     {
         zt::exact_buf exact = zt::exact_array(b);
         info_holder i;
         ASSERT_EQ(zorv_drel_type1_cfg_get_param_info(exact.as<tlv_array_t>(), &i.p), 0u);
         ASSERT_NE(i.p, nullptr);
-        EXPECT_EQ(zt::stats(4).live_bytes, 4u + 2u * 780u);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_drelm_app_info_t).live_bytes, 4u + 2u * 780u);
         EXPECT_EQ(i.p->count, 2u);
         expect_entry(i.p->entries[0], 8, "Gbl BD member vni", "BD:100 VNI:5000");
         expect_entry(i.p->entries[1], 9, "Service instance vni",
@@ -353,8 +356,8 @@ TEST_F(ExportTest, ParamInfoRows) {
 
 TEST_F(ExportTest, ParamInfoStopsAtOtherTypes) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), ZORV_DREL_ERR_INVALID_ARG);
     ASSERT_NE(i.p, nullptr); // handed over all the same
@@ -377,7 +380,7 @@ TEST_F(ExportTest, ParamInfoNullAndEmpty) {
 
 TEST_F(ExportTest, ParamInfoAllocationFailureReturnsOne) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     drelm_app_info_t *p = reinterpret_cast<drelm_app_info_t *>(uintptr_t{0x77});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_get_param_info(b.get(), &p);
@@ -391,7 +394,7 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
     {
         zt::tlv_buf b;
         const uint32_t bd = 100;
-        b.add(8, &bd, 4);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd, 4);
         info_holder i;
         EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kInfo, ": Error: value of type:8 too short (len:4, need:8)\n"));
@@ -402,7 +405,7 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
         zt::tlv_buf b;
         auto v = zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}});
         reinterpret_cast<vsi_all_t *>(v.data())->dyn_map_cnt = 100;
-        zt::add_bytes(b, 9, v);
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
         zt::exact_buf exact = zt::exact_array(b);
         info_holder i;
         EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(exact.as<tlv_array_t>(), &i.p),
@@ -414,7 +417,7 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
 
 TEST_F(ExportTest, ParamInfoWalkFailure) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::append_cut_tlv(b, 9, 792);
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), TLV_ERR_MALFORMED);

@@ -65,7 +65,7 @@ TEST_F(ExtractTest, ConfigRequestWithoutHandle) {
 
 TEST_F(ExtractTest, UnknownOpcodeLogsOnlyTheEntryLine) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::msg_ptr m = zt::make_msg(0x1234, zt::make_update(0, 0, b, false));
     debug_history_clear(zt::kSvc);
     extraction x;
@@ -91,7 +91,7 @@ TEST_F(ExtractTest, NullMessageIsRefused) {
 
 TEST_F(ExtractTest, BareFormMemberVniAdd) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::msg_ptr m = zt::update_msg(0, 0, b, false);
     {
         extraction x;
@@ -102,9 +102,9 @@ TEST_F(ExtractTest, BareFormMemberVniAdd) {
         ASSERT_NE(x.array, nullptr);
         ASSERT_NE(x.info, nullptr);
         // The copy holds exactly param_len bytes, byte for byte.
-        EXPECT_EQ(zt::stats(3).live_bytes, b.size());
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, b.size());
         EXPECT_EQ(std::memcmp(x.array, b.get(), b.size()), 0);
-        EXPECT_EQ(zt::stats(5).live_bytes, 20u);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t).live_bytes, 20u);
         expect_record(x.info[0], 8, 1, 5000, 1, 0);
         auto *n = zt::memvni_node(5000);
         ASSERT_NE(n, nullptr);
@@ -126,7 +126,7 @@ TEST_F(ExtractTest, BareFormMemberVniAdd) {
 TEST_F(ExtractTest, HeaderFormInterfaceAdd) {
     const auto v = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold");
     zt::tlv_buf b;
-    zt::add_bytes(b, 9, v);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
     zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
@@ -152,7 +152,7 @@ TEST_F(ExtractTest, HeaderFormInterfaceAdd) {
 
 TEST_F(ExtractTest, RespPresentZeroWritesNothing) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, true);
     std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
     zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
@@ -206,7 +206,7 @@ TEST_F(ExtractTest, EmptyArrayHasNoTlvs) {
 
 TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     for (bool hdr : {false, true}) {
         auto payload = zt::make_update(0, 0, b, hdr);
         const uint32_t off = hdr ? 16 : 0;
@@ -229,7 +229,7 @@ TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
 
 TEST_F(ExtractTest, HugeParamLenIsRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, false);
     const uint32_t huge = 0xFFFFFFF8u;
     std::memcpy(payload.data() + 8, &huge, 4);
@@ -264,7 +264,7 @@ TEST_F(ExtractTest, ShortPayloadsAreRefused) {
 
 TEST_F(ExtractTest, ArrayHeaderPastParamLenIsRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, true);
     // The array claims 4 bytes more than param_len holds.
     const uint32_t claimed = b.get()->len + 4;
@@ -293,7 +293,7 @@ TEST_F(ExtractTest, ParamLenSmallerThanArrayHeaderIsRefused) {
 
 TEST_F(ExtractTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::append_cut_tlv(b, 8, 8);
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
@@ -314,11 +314,11 @@ TEST_F(ExtractTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
 TEST_F(ExtractTest, TooShortValueFailsOnlyItsTlv) {
     zt::tlv_buf b;
     const uint32_t short_admin[2] = {kIf, 7};
-    b.add(5, short_admin, sizeof short_admin);
-    b.add(5, vsi_admin_t{kIf, 8, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin, sizeof short_admin);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
     auto bad9 = zt::make_vsi_all(kIf, 9, 1, 1, {{9000, 5}});
     reinterpret_cast<vsi_all_t *>(bad9.data())->dyn_map_cnt = 2; // claims one pair too many
-    zt::add_bytes(b, 9, bad9);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, bad9);
     zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
@@ -343,8 +343,8 @@ TEST_F(ExtractTest, TooShortValueFailsOnlyItsTlv) {
 TEST_F(ExtractTest, TooShortMemberVni) {
     zt::tlv_buf b;
     const uint32_t bd_only = 100;
-    b.add(8, &bd_only, 4);
-    b.add(8, member_vni_t{200, 6000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
     zt::msg_ptr m = zt::update_msg(0, 0, b, false);
     extraction x;
     zt::extract(m.get(), x);
@@ -359,7 +359,7 @@ TEST_F(ExtractTest, TooShortMemberVni) {
 
 TEST_F(ExtractTest, RecordArrayAllocationFailureReturnsOne) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     extraction x;
     tracked_mem_fault_set(zt::kSvc, 0, 1);
@@ -375,7 +375,7 @@ TEST_F(ExtractTest, RecordArrayAllocationFailureReturnsOne) {
 
 TEST_F(ExtractTest, ArrayCopyAllocationFailureReturnsOne) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     extraction x;
     tracked_mem_fault_set(zt::kSvc, 1, 1);
@@ -396,7 +396,7 @@ class ExtractMemvniTest : public ExtractTest {
     // Extracts one type-8 TLV and returns its record.
     drelm_app_cmd_extract_info_t one(uint32_t is_delete, member_vni_t v, uint32_t *rc = nullptr) {
         zt::tlv_buf b;
-        b.add(8, v);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, v);
         zt::msg_ptr m = zt::update_msg(is_delete, 0, b, true);
         extraction x;
         zt::extract(m.get(), x);
@@ -442,8 +442,8 @@ TEST_F(ExtractMemvniTest, MissingAndAddCreates) {
 
 TEST_F(ExtractMemvniTest, CreationFailureLeavesRecordZero) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
         extraction x;
@@ -464,9 +464,9 @@ TEST_F(ExtractMemvniTest, CreationFailureLeavesRecordZero) {
 
 TEST_F(ExtractMemvniTest, GlobalTypesOneAndTwoAreSkipped) {
     zt::tlv_buf b;
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     auto map = zt::map_val("gold", {{5, 9000}});
-    b.add(2, map.get(), sizeof *map);
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
         extraction x;
@@ -488,7 +488,8 @@ TEST_F(ExtractMemvniTest, GlobalTypesOneAndTwoAreSkipped) {
 
 TEST_F(ExtractMemvniTest, NullValueIsRefused) {
     drelm_app_cmd_extract_info_t r{};
-    EXPECT_EQ(zorv_drel_extract_memvni_param(0, 8, 8, nullptr, &r), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_extract_memvni_param(0, ZORV_TYPE1_GBL_MEMBER_VNI, 8, nullptr, &r),
+              ZORV_DREL_ERR_INVALID_ARG);
     expect_record(r, 0, 0, 0, 0, 0);
 }
 
@@ -509,7 +510,8 @@ class ExtractIfTest : public ExtractTest {
     }
     drelm_app_cmd_extract_info_t nine(uint32_t is_delete, uint32_t vsi, uint32_t if_index = kIf) {
         const auto v = zt::make_vsi_all(if_index, vsi, 1, 1, {{9000, 5}}, {5}, "gold");
-        return one(is_delete, 9, v.data(), static_cast<uint16_t>(v.size()), if_index);
+        return one(is_delete, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(),
+                   static_cast<uint16_t>(v.size()), if_index);
     }
 };
 
@@ -532,17 +534,18 @@ TEST_F(ExtractIfTest, FoundAndDeleteTypeNineRemovesNode) {
     EXPECT_TRUE(zt::if_nodes().empty());
     EXPECT_TRUE(zt::has_log(kIfFn, ": Action Delete: deleting if_index:0x1000 vsi:7 cache node\n"));
     EXPECT_TRUE(zt::has_log(kIfFn, ": If param for ifindex:0x1000  action:delete\n"));
-    EXPECT_EQ(zt::live_blocks(9), 0u); // the encap entry went with the node
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node),
+              0u); // the encap entry went with the node
     base.expect_same();
 }
 
 TEST_F(ExtractIfTest, FoundAndDeleteOtherTypesKeepNode) {
     nine(0, 7);
     const vsi_encap_rng_t rng = zt::rng_val(kIf, 7, "gold", {5});
-    const auto r6 = one(1, 6, &rng, sizeof rng);
+    const auto r6 = one(1, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, &rng, sizeof rng);
     expect_record(r6, 6, 0, 6, 0, kIf);
     const vsi_admin_t a{kIf, 7, 1};
-    const auto r5 = one(1, 5, &a, sizeof a);
+    const auto r5 = one(1, ZORV_TYPE1_INTF_VSI_ADMIN, &a, sizeof a);
     expect_record(r5, 5, 0, 5, 0, kIf);
     EXPECT_NE(zt::if_node(kIf, 7), nullptr);
     EXPECT_TRUE(zt::has_log(kIfFn, ": Unk type:6 "));
@@ -565,7 +568,7 @@ TEST_F(ExtractIfTest, MissingAndAddCreates) {
 TEST_F(ExtractIfTest, CreationFailureIsNotAnError) {
     zt::tlv_buf b;
     const vsi_admin_t a{kIf, 7, 1};
-    b.add(5, a);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, a);
     zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
@@ -585,7 +588,7 @@ TEST_F(ExtractIfTest, CreationFailureIsNotAnError) {
 TEST_F(ExtractIfTest, NotAPeerLinkMember) {
     // a cached node of the interface (made without asking the peer manager) stays
     zt::tlv_buf cached;
-    zt::add_bytes(cached, 9, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
+    zt::add_bytes(cached, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(cached.get(), 0, kIf2), 0u);
     const auto r = nine(1, 7, kIf2);
     expect_record(r, 0, 0, 0, 0, kIf2);
@@ -612,15 +615,15 @@ TEST_F(ExtractIfTest, SeveralTlvsInOrder) {
     zt::tlv_buf b;
     const auto v7 = zt::make_vsi_all(kIf, 7, 1, 1, {});
     const auto v9 = zt::make_vsi_all(kIf, 9, 1, 1, {{9000, 5}, {9001, 6}});
-    zt::add_bytes(b, 9, v7);
-    zt::add_bytes(b, 9, v9);
-    b.add(5, vsi_admin_t{kIf, 9, 0});
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v7);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v9);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 0});
     zt::msg_ptr m = zt::update_msg(0, kIf, b, false);
     extraction x;
     zt::extract(m.get(), x);
     ASSERT_EQ(x.rc, 0u);
     ASSERT_EQ(x.num, 3u);
-    EXPECT_EQ(zt::stats(5).live_bytes, 60u);
+    EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t).live_bytes, 60u);
     expect_record(x.info[0], 9, 1, 7, 0, kIf);
     expect_record(x.info[1], 9, 1, 9, 0, kIf);
     expect_record(x.info[2], 5, 1, 5, 0, kIf);

@@ -53,7 +53,8 @@ TEST(FailedBdsVsi, NullLocalIsTheTypesCodeAndMarksNothing) {
     zt::holders h;
     h.make_sets();
     auto r = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(8, nullptr, zt::as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(ZORV_TYPE1_GBL_MEMBER_VNI, nullptr, zt::as_vsi(r),
+                                                 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());

@@ -78,8 +78,8 @@ TEST(FailedVlansVni, LocalVniWithoutBdFailsBdZero) {
     m.lcl[7] = 9999;
     m.rmt[7] = 8888;
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(9, m.lcl.data(), m.rmt.data(), nullptr, &o.pass,
-                                                   &o.failed),
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, m.lcl.data(),
+                                                   m.rmt.data(), nullptr, &o.pass, &o.failed),
               ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_TRUE(zorv::bmp::test(o.failed, 0));
     EXPECT_FALSE(zorv::bmp::test(o.pass, 0));
@@ -99,9 +99,9 @@ TEST(FailedVlansVni, VlanMappedOnlyRemotelyNeverFails) {
 
 TEST(FailedVlansVni, NullLocalFailsWithInitialisedOutputs) {
     outputs o;
-    EXPECT_EQ(
-        zorv_drel_lib_check_failed_vlans_vni(8, nullptr, nullptr, nullptr, &o.pass, &o.failed),
-        ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(ZORV_TYPE1_GBL_MEMBER_VNI, nullptr, nullptr,
+                                                   nullptr, &o.pass, &o.failed),
+              ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_EQ(o.failed.len, 512u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
@@ -227,8 +227,8 @@ TEST(FailedVlansBmp, NoRemoteFailsLocallySetBits) {
 TEST(FailedVlansBmp, NullLocalFailsWithInitialisedOutputs) {
     outputs o;
     const bmp4096_t pelk = zt::bmp_of({1});
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(6, nullptr, nullptr, nullptr, &pelk, &o.pass,
-                                                   &o.failed),
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, nullptr, nullptr,
+                                                   nullptr, &pelk, &o.pass, &o.failed),
               ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_PROF);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_EQ(zt::bmp_count(o.pass), 4096u);

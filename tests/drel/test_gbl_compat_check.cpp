@@ -17,8 +17,9 @@ std::vector<uint8_t> vsi(uint32_t mode, const zt::pairs_t &pairs = {},
 }
 
 uint32_t check(const std::vector<uint8_t> &l, const void *r, uint32_t rlen) {
-    return zorv_drel_type1_cfg_gbl_compat_check_tlv(9, static_cast<uint16_t>(l.size()), l.data(), 9,
-                                                    rlen, r);
+    return zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                    static_cast<uint16_t>(l.size()), l.data(),
+                                                    ZORV_TYPE1_INTF_VSI_ATTRIBUTES, rlen, r);
 }
 uint32_t check(const std::vector<uint8_t> &l, const std::vector<uint8_t> &r) {
     return check(l, r.data(), static_cast<uint32_t>(r.size()));
@@ -136,16 +137,22 @@ TEST_F(GblCheck, MalformedArrays) {
 
 TEST_F(GblCheck, EitherValueNullIsParamMissing) {
     auto v = vsi(1);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(9, 792, v.data(), 9, 0, nullptr),
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792,
+                                                       v.data(), ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0,
+                                                       nullptr),
               ZORV_DREL_ERR_PARAM_MISSING);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(9, 0, nullptr, 9, 792, v.data()),
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr,
+                                                       ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792,
+                                                       v.data()),
               ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_EQ(zt::log_count(kTlv, ": Local || Remote  Null)\n"), 2u);
 }
 
 TEST_F(GblCheck, OtherTypesPassAsUnknown) {
     const member_vni_t l{1, 2}, r{3, 4};
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 8, &l, 8, 8, &r), 0u);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 8, &l,
+                                                       ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r),
+              0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:8\n"));
     EXPECT_TRUE(zt::has_log(kTlv, ": lcl_type:8, rmt_type:8\n"));
 }
@@ -153,7 +160,8 @@ TEST_F(GblCheck, OtherTypesPassAsUnknown) {
 TEST_F(GblCheck, OtherKnownTypeWithShortRemoteValueFails) {
     const member_vni_t l{1, 2};
     zt::exact_buf r(&l, 4);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 8, &l, 8, 4, r.data()),
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 8, &l,
+                                                       ZORV_TYPE1_GBL_MEMBER_VNI, 4, r.data()),
               ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - rmt value too short, "
                                   "len:4, min:8\n"));
@@ -293,7 +301,10 @@ TEST_F(GblCheck, MalformedLocalValueFails) {
     auto v = zt::vsi_with_count(kIf, 7, 1, {}, 1, 2);
     zt::exact_buf l(v);
     auto r = vsi(2);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(9, 792, l.data(), 9, 792, r.data()), kCode9);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792,
+                                                       l.data(), ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                       792, r.data()),
+              kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value len:792 "
                                   "does not hold dyn_map_cnt:1\n"));
 }
@@ -302,7 +313,9 @@ TEST_F(GblCheck, UnjudgedLocalValuesAreNotRead) {
     const member_vni_t r{3, 4};
     const uint32_t bd_only = 1;
     zt::exact_buf l(&bd_only, 4);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 4, l.data(), 8, 8, &r), 0u);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 4, l.data(),
+                                                       ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r),
+              0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:8\n"));
     EXPECT_EQ(zt::logs_containing("lcl value too short"), 0u) << zt::dump_events();
 }

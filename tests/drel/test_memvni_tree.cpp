@@ -14,7 +14,8 @@ constexpr const char *kUpdate = "zorv_drel_gbl_cfg_memvni_avl_update";
 
 gbl_cfg_memvni_avl_node_t *add(uint32_t bd, uint32_t vni) {
     member_vni_t v = zt::memvni(bd, vni);
-    gbl_cfg_memvni_avl_node_t *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v);
+    gbl_cfg_memvni_avl_node_t *n =
+        zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v);
     EXPECT_NE(n, nullptr);
     EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, n), 0);
     return n;
@@ -37,7 +38,8 @@ TEST(MemvniCompare, UnsignedVniOrder) {
 
 TEST(MemvniCreate, SwapsWireOrderAndIsFoundUnderTheVni) {
     member_vni_t v = zt::memvni(100, 5000);
-    gbl_cfg_memvni_avl_node_t *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v);
+    gbl_cfg_memvni_avl_node_t *n =
+        zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->vni, 5000u);
     EXPECT_EQ(n->bd, 100u);
@@ -50,7 +52,8 @@ TEST(MemvniCreate, SwapsWireOrderAndIsFoundUnderTheVni) {
 
 TEST(MemvniCreate, UnknownTypeGivesNull) {
     member_vni_t v = zt::memvni(1, 2);
-    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, 9, 8, &v), nullptr);
+    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 8, &v),
+              nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Error: Unknown type:9\n")) << zt::dump_events();
     EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t).allocs, 0u);
 }
@@ -58,7 +61,7 @@ TEST(MemvniCreate, UnknownTypeGivesNull) {
 TEST(MemvniCreate, AllocationFailureGivesNull) {
     zt::fault_guard f(0, 1);
     member_vni_t v = zt::memvni(1, 2);
-    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v), nullptr);
+    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed malloc\n"));
     EXPECT_EQ(zt::live_blocks(), 0u);
 }
@@ -66,7 +69,7 @@ TEST(MemvniCreate, AllocationFailureGivesNull) {
 TEST(MemvniKey, Type8SetsTheVniOthersRefused) {
     member_vni_t v = zt::memvni(100, 5000);
     gbl_cfg_memvni_avl_node_t k{7, 7};
-    EXPECT_EQ(zorv_drel_set_gbl_memvni_key(&k, 8, 8, &v), 0u);
+    EXPECT_EQ(zorv_drel_set_gbl_memvni_key(&k, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v), 0u);
     EXPECT_EQ(k.vni, 5000u);
     gbl_cfg_memvni_avl_node_t k2{7, 7};
     for (uint16_t t : {1, 2, 5, 9}) {
@@ -79,14 +82,15 @@ TEST(MemvniKey, Type8SetsTheVniOthersRefused) {
 TEST(MemvniUpdate, RebindsTheVni) {
     gbl_cfg_memvni_avl_node_t *n = add(100, 5000);
     member_vni_t v = zt::memvni(200, 5000);
-    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, 8, 8, &v), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v), 0u);
     EXPECT_EQ(find(5000)->bd, 200u);
 }
 
 TEST(MemvniUpdate, UnknownTypeRefused) {
     gbl_cfg_memvni_avl_node_t *n = add(100, 5000);
     member_vni_t v = zt::memvni(200, 5000);
-    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, 2, 8, &v), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 8, &v),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpdate, ": Error: Unknown type:2\n"));
     EXPECT_EQ(n->bd, 100u);
 }
@@ -134,7 +138,8 @@ TEST(MemvniExport, SizeAndOneWireTlv) {
 
 TEST(MemvniFree, ReleasesTheNode) {
     member_vni_t v = zt::memvni(1, 2);
-    gbl_cfg_memvni_avl_node_t *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v);
+    gbl_cfg_memvni_avl_node_t *n =
+        zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v);
     zorv_drel_gbl_cfg_memvni_avl_free(n);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t), 0u);
 }

@@ -40,10 +40,10 @@ TEST_F(RebuildTest, EmptyArrayChangesNothing) {
 
 TEST_F(RebuildTest, GlobalTypesEightOneAndTwo) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     auto map = zt::map_val("silver", {{5, 9000}, {6, 9001}});
-    b.add(2, map.get(), sizeof *map);
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
     EXPECT_EQ(rebuild(b, 1), 0u) << zt::dump_events();
 
     ASSERT_NE(zt::memvni_node(5000), nullptr);
@@ -75,7 +75,7 @@ TEST_F(RebuildTest, TypeOneValueIsOnlyTheName) {
     // made from a local record, so nothing behind the value is read or written.
     std::vector<uint8_t> name(256, 'a');
     zt::tlv_buf b;
-    zt::add_bytes(b, 1, name);
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, name);
     zt::exact_buf exact = zt::exact_array(b);
     const std::vector<uint8_t> before = exact.bytes();
     EXPECT_EQ(zorv_drel_type1_cfg_cache_rebuild(exact.as<tlv_array_t>(), 1, 0), 0u);
@@ -87,10 +87,10 @@ TEST_F(RebuildTest, TypeOneValueIsOnlyTheName) {
 
 TEST_F(RebuildTest, TypeOneThenTypeTwoOfOneProfile) {
     zt::tlv_buf b;
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     auto map = zt::map_val("gold", {{5, 9000}});
-    b.add(2, map.get(), sizeof *map);
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     EXPECT_EQ(rebuild(b, 1), 0u);
     ASSERT_EQ(zt::gbl_nodes().size(), 1u);
     auto *gold = zt::gbl_node("gold");
@@ -104,8 +104,8 @@ TEST_F(RebuildTest, TypeOneThenTypeTwoOfOneProfile) {
 
 TEST_F(RebuildTest, MemberVniRefreshed) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(8, member_vni_t{200, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 5000});
     EXPECT_EQ(rebuild(b, 1), 0u);
     ASSERT_EQ(zt::memvni_nodes().size(), 1u);
     EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
@@ -114,8 +114,8 @@ TEST_F(RebuildTest, MemberVniRefreshed) {
 
 TEST_F(RebuildTest, InterfaceSameTypeFiveTwice) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(5, vsi_admin_t{kIf, 7, 0});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 0});
     EXPECT_EQ(rebuild(b, 0, kIf), 0u);
     ASSERT_EQ(zt::if_nodes().size(), 1u);
     // the refresh goes through the encap update, which leaves a type 5 alone
@@ -127,9 +127,10 @@ TEST_F(RebuildTest, InterfaceSameTypeFiveTwice) {
 
 TEST_F(RebuildTest, InterfaceEncapProfileRefreshed) {
     zt::tlv_buf b;
-    zt::add_bytes(b, 9, zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}}, {5}, "gold"));
-    b.add(6, zt::rng_val(kIf, 7, "gold", {5}));
-    b.add(6, zt::rng_val(kIf, 7, "gold", {6}));
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}}, {5}, "gold"));
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, zt::rng_val(kIf, 7, "gold", {5}));
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, zt::rng_val(kIf, 7, "gold", {6}));
     EXPECT_EQ(rebuild(b, 0, kIf), 0u);
     auto *n = zt::if_node(kIf, 7);
     ASSERT_NE(n, nullptr);
@@ -143,9 +144,9 @@ TEST_F(RebuildTest, InterfaceEncapProfileRefreshed) {
 
 TEST_F(RebuildTest, GlobalTypeFiveFailsTheKeyAfterEarlierCached) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
         << zt::dump_events();
@@ -156,7 +157,7 @@ TEST_F(RebuildTest, GlobalTypeFiveFailsTheKeyAfterEarlierCached) {
 TEST_F(RebuildTest, InterfaceUnknownTypeFailsTheKey) {
     zt::tlv_buf b;
     const uint32_t v[3] = {kIf, 7, 1};
-    b.add(8, v, 8);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, v, 8);
     EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")));
     EXPECT_TRUE(zt::if_nodes().empty());
@@ -164,7 +165,7 @@ TEST_F(RebuildTest, InterfaceUnknownTypeFailsTheKey) {
 
 TEST_F(RebuildTest, WalkFailsOnCutShortLastTlv) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     zt::append_cut_tlv(b, 8, 8);
     EXPECT_EQ(rebuild(b, 1), TLV_ERR_MALFORMED);
     EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
@@ -175,8 +176,8 @@ TEST_F(RebuildTest, WalkFailsOnCutShortLastTlv) {
 TEST_F(RebuildTest, ShortValuesAreRefused) {
     {
         zt::tlv_buf b;
-        b.add(8, member_vni_t{100, 5000});
-        zt::add_bytes(b, 1, std::vector<uint8_t>(100, 'g'));
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, std::vector<uint8_t>(100, 'g'));
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:1 too short (len:100, need:256)\n"));
         EXPECT_NE(zt::memvni_node(5000), nullptr);
@@ -185,7 +186,7 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
     {
         zt::tlv_buf b;
         auto map = zt::map_val("gold", {{5, 9000}});
-        b.add(2, map.get(), sizeof *map - 4);
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map - 4);
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(
             zt::has_log(kFn, ": Error: value of type:2 too short (len:16636, need:16640)\n"));
@@ -194,15 +195,15 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
     {
         zt::tlv_buf b;
         const uint32_t bd = 1;
-        b.add(8, &bd, 4);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd, 4);
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
     }
     {
         zt::tlv_buf b;
-        b.add(5, vsi_admin_t{kIf, 7, 1});
+        b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
         auto v = zt::make_vsi_all(kIf, 8, 1, 1, {});
         v.resize(791);
-        zt::add_bytes(b, 9, v);
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
         EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: malformed value of type:9 len:791\n"));
         EXPECT_NE(zt::if_node(kIf, 7), nullptr);
@@ -210,7 +211,7 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
     }
     {
         zt::tlv_buf b;
-        b.add(6, &kIf, 4);
+        b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, &kIf, 4);
         EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:6 too short (len:4, need:780)\n"));
     }
@@ -218,10 +219,10 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
 
 TEST_F(RebuildTest, CreationFailureIsLoggedAndWalkGoesOn) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    zt::add_bytes(b, 1, zt::name_wire("gold"));
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     // global array: the first two creations fail, then the type 5 stops the walk
     tracked_mem_fault_set(zt::kSvc, 0, 2);
     const uint32_t rc = rebuild(b, 1);
@@ -233,8 +234,8 @@ TEST_F(RebuildTest, CreationFailureIsLoggedAndWalkGoesOn) {
     EXPECT_TRUE(zt::gbl_nodes().empty());
 
     zt::tlv_buf i;
-    i.add(5, vsi_admin_t{kIf, 7, 1});
-    i.add(5, vsi_admin_t{kIf, 8, 1});
+    i.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    i.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t irc = rebuild(i, 0, kIf);
     tracked_mem_fault_set(zt::kSvc, 0, 0);

@@ -45,14 +45,16 @@ TEST(RoundTrip, InterfaceScope) {
         zt::tlv_buf b;
         for (const vsi_in &v : in)
             zt::add_bytes(
-                b, 9, zt::make_vsi_all(kIf, v.vsi, v.admin, v.mode, v.pairs, v.allowed, v.prof));
+                b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                zt::make_vsi_all(kIf, v.vsi, v.admin, v.mode, v.pairs, v.allowed, v.prof));
         send(0, kIf, b, true);
         zt::tlv_buf other;
-        zt::add_bytes(other, 9, zt::make_vsi_all(kIf2, 4, 1, 1, {{7000, 7}}));
+        zt::add_bytes(other, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(kIf2, 4, 1, 1, {{7000, 7}}));
         send(0, kIf2, other, false);
         // a later admin change of service instance 9 through the bare form
         zt::tlv_buf admin;
-        admin.add(5, vsi_admin_t{kIf, 9, 1});
+        admin.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
         send(0, kIf, admin, false);
     }
     {
@@ -117,7 +119,7 @@ TEST(RoundTrip, InterfaceScope) {
     // deleting every attribute TLV through messages empties the export again
     zt::tlv_buf del;
     for (const vsi_in &v : in)
-        zt::add_bytes(del, 9, zt::make_vsi_all(kIf, v.vsi, 0, 1, {}));
+        zt::add_bytes(del, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf, v.vsi, 0, 1, {}));
     send(1, kIf, del, true);
     tlv_array_t *out = reinterpret_cast<tlv_array_t *>(uintptr_t{1});
     EXPECT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &out), 0u);
@@ -130,31 +132,32 @@ TEST(RoundTrip, GlobalScope) {
     // member VNIs through configuration messages
     {
         zt::tlv_buf b;
-        b.add(8, member_vni_t{300, 7000});
-        b.add(8, member_vni_t{100, 5000});
-        b.add(8, member_vni_t{200, 6000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
         send(0, 0, b, true);
         zt::tlv_buf del;
-        del.add(8, member_vni_t{300, 7000});
+        del.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
         send(1, 0, del, false);
         zt::tlv_buf rebind;
-        rebind.add(8, member_vni_t{250, 6000});
+        rebind.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{250, 6000});
         send(0, 0, rebind, true);
     }
     // profiles and maps through the rebuild
     auto silver = zt::map_val("silver", {{1, 10001}, {4095, 14095}});
     {
         zt::tlv_buf b;
-        zt::add_bytes(b, 1, zt::name_wire("silver"));
-        zt::add_bytes(b, 1, zt::name_wire("gold"));
-        b.add(2, silver.get(), sizeof *silver);
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("silver"));
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, silver.get(), sizeof *silver);
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 1, 0), 0u);
     }
     {
         tlv_array_t *out = nullptr;
         ASSERT_EQ(zorv_drel_type1_cfg_get_params(1, 0, &out), 0u);
         ASSERT_NE(out, nullptr);
-        EXPECT_EQ(zt::stats(3).live_bytes, 4u + 260u + 260u + 16644u + 2u * 12u);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes,
+                  4u + 260u + 260u + 16644u + 2u * 12u);
         const auto t = zt::tlvs(out);
         ASSERT_EQ(t.size(), 5u);
         EXPECT_EQ(t[0].type, 1);
@@ -197,7 +200,8 @@ TEST(RoundTrip, ExportFeedsTheRebuildOfAnotherScope) {
     // An exported interface array rebuilds the same nodes on another (empty) interface.
     drelm_host_set_interface(kIf, 1, 5);
     zt::tlv_buf b;
-    zt::add_bytes(b, 9, zt::make_vsi_all(kIf, 4, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 4, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
     send(0, kIf, b, true);
     tlv_array_t *out = nullptr;
     ASSERT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &out), 0u);
