@@ -86,18 +86,18 @@ TEST_F(ExportTest, GlobalArrayExactSizeOrderAndValues) {
         EXPECT_TRUE(zt::has_log(kGbl, ": TLV array size " + std::to_string(size) + "\n"));
         const auto t = zt::tlvs(a.p);
         ASSERT_EQ(t.size(), 5u);
-        EXPECT_EQ(t[0].type, 1);
+        EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
         EXPECT_EQ(t[0].value, zt::name_wire("gold"));
-        EXPECT_EQ(t[1].type, 1);
+        EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
         EXPECT_EQ(t[1].value, zt::name_wire("silver"));
-        EXPECT_EQ(t[2].type, 2);
+        EXPECT_EQ(t[2].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
         ASSERT_EQ(t[2].value.size(), sizeof(encap_map_t));
         auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
         EXPECT_EQ(std::memcmp(t[2].value.data(), map.get(), sizeof *map), 0);
-        EXPECT_EQ(t[3].type, 8);
+        EXPECT_EQ(t[3].type, ZORV_TYPE1_GBL_MEMBER_VNI);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).bd, 100u);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).vni, 5000u);
-        EXPECT_EQ(t[4].type, 8);
+        EXPECT_EQ(t[4].type, ZORV_TYPE1_GBL_MEMBER_VNI);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).bd, 200u);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).vni, 6000u);
         EXPECT_TRUE(zt::has_log(kGbl, ": Adding memvni tlv - bd:100, vni:5000\n"));
@@ -116,7 +116,7 @@ TEST_F(ExportTest, ProfileWithoutMapGivesOneTlv) {
     EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, 264u);
     const auto t = zt::tlvs(a.p);
     ASSERT_EQ(t.size(), 1u);
-    EXPECT_EQ(t[0].type, 1);
+    EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
     EXPECT_EQ(t[0].value.size(), 256u);
 }
 
@@ -236,7 +236,7 @@ TEST_F(ExportTest, InterfaceArrayValuesAndOverReservation) {
         const auto t = zt::tlvs(a.p);
         ASSERT_EQ(t.size(), 2u);
         // service-instance order: 3, then 7
-        EXPECT_EQ(t[0].type, 9);
+        EXPECT_EQ(t[0].type, ZORV_TYPE1_INTF_VSI_ATTRIBUTES);
         ASSERT_EQ(t[0].value.size(), 792u);
         const auto *v3 = reinterpret_cast<const vsi_all_t *>(t[0].value.data());
         EXPECT_EQ(v3->vsi, 3u);

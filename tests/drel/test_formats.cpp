@@ -57,7 +57,7 @@ TEST(AllocTlvMemberVni, SwapsNodeOrderToWireOrder) {
     gbl_cfg_memvni_avl_node_t node{5000, 12}; // {vni, bd}
     built b = build(ZORV_TYPE1_GBL_MEMBER_VNI, &node);
     ASSERT_EQ(b.rc, 0u);
-    EXPECT_EQ(b.type, 8);
+    EXPECT_EQ(b.type, ZORV_TYPE1_GBL_MEMBER_VNI);
     EXPECT_EQ(b.len, 8);
     ASSERT_NE(b.value, nullptr);
     EXPECT_EQ(u32_at(b.value, 0), 12u);   // bd
@@ -90,7 +90,7 @@ TEST(AllocTlvVsiAll, NoMappedVlansIs792WithFixedOffsets) {
 
     built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
-    EXPECT_EQ(b.type, 9);
+    EXPECT_EQ(b.type, ZORV_TYPE1_INTF_VSI_ATTRIBUTES);
     ASSERT_EQ(b.len, 792);
     const auto *v = static_cast<const uint8_t *>(b.value);
     EXPECT_EQ(u32_at(v, 0), 0x1000u);

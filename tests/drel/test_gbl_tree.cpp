@@ -329,10 +329,10 @@ TEST(GblExport, ProfileWithMapGivesTwoTlvs) {
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 1u << 20, buf.get()), 0u);
     auto t = zt::tlvs(buf.get());
     ASSERT_EQ(t.size(), 2u);
-    EXPECT_EQ(t[0].type, 1);
+    EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
     EXPECT_EQ(t[0].value.size(), 256u);
     EXPECT_STREQ(reinterpret_cast<const char *>(t[0].value.data()), "m");
-    EXPECT_EQ(t[1].type, 2);
+    EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
     EXPECT_EQ(t[1].value.size(), 16640u);
     EXPECT_EQ(std::memcmp(t[1].value.data(), &n->map, 16640), 0);
 }

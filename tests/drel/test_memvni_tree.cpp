@@ -130,7 +130,7 @@ TEST(MemvniExport, SizeAndOneWireTlv) {
     ASSERT_EQ(zorv_drel_gbl_cfg_memvni_avl_tlvs_add(&v, 1u << 20, buf.get()), 0u);
     auto t = zt::tlvs(buf.get());
     ASSERT_EQ(t.size(), 1u);
-    EXPECT_EQ(t[0].type, 8);
+    EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_MEMBER_VNI);
     EXPECT_EQ(t[0].value.size(), 8u);
     EXPECT_EQ(std::memcmp(t[0].value.data(), &v, 8), 0);
     EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_tlvs_add(&v, 8, buf.get()), TLV_ERR_NO_SPACE);

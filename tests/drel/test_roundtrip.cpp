@@ -70,7 +70,7 @@ TEST(RoundTrip, InterfaceScope) {
         for (size_t i = 0; i < t.size(); ++i, ++it) {
             const vsi_in &want = *it->second;
             SCOPED_TRACE("vsi " + std::to_string(want.vsi));
-            EXPECT_EQ(t[i].type, 9);
+            EXPECT_EQ(t[i].type, ZORV_TYPE1_INTF_VSI_ATTRIBUTES);
             ASSERT_EQ(t[i].value.size(), 792u + 8u * want.pairs.size());
             const auto *v = reinterpret_cast<const vsi_all_t *>(t[i].value.data());
             EXPECT_EQ(v->if_index, kIf);
@@ -160,20 +160,20 @@ TEST(RoundTrip, GlobalScope) {
                   4u + 260u + 260u + 16644u + 2u * 12u);
         const auto t = zt::tlvs(out);
         ASSERT_EQ(t.size(), 5u);
-        EXPECT_EQ(t[0].type, 1);
+        EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
         EXPECT_EQ(t[0].value, zt::name_wire("gold"));
-        EXPECT_EQ(t[1].type, 1);
+        EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
         EXPECT_EQ(t[1].value, zt::name_wire("silver"));
-        EXPECT_EQ(t[2].type, 2);
+        EXPECT_EQ(t[2].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
         ASSERT_EQ(t[2].value.size(), sizeof(encap_map_t));
         const auto *m = reinterpret_cast<const encap_map_t *>(t[2].value.data());
         EXPECT_STREQ(m->encap_name, "silver");
         for (uint32_t v = 0; v < 4096; ++v)
             ASSERT_EQ(m->dot1q_vni[v], silver->dot1q_vni[v]) << v;
-        EXPECT_EQ(t[3].type, 8);
+        EXPECT_EQ(t[3].type, ZORV_TYPE1_GBL_MEMBER_VNI);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).bd, 100u);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).vni, 5000u);
-        EXPECT_EQ(t[4].type, 8);
+        EXPECT_EQ(t[4].type, ZORV_TYPE1_GBL_MEMBER_VNI);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).bd, 250u);
         EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).vni, 6000u);
         // identifiers were handed out in rebuild order
