@@ -167,13 +167,7 @@ TEST(CacheLifecycle, UnloadReleasesAPopulatedCache) {
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node), 14u);
 
     ASSERT_TRUE(lib.unload());
-    const auto after = zt::stats();
-    EXPECT_EQ(after.live_blocks, before.live_blocks);
-    EXPECT_EQ(after.live_bytes, before.live_bytes);
-    EXPECT_EQ(after.frees, loaded.frees + made);
-    EXPECT_EQ(after.bad_frees, before.bad_frees);
-    for (int32_t t = 1; t <= 14; ++t)
-        EXPECT_EQ(zt::live_blocks(t), 0u) << "memory type " << t;
+    zt::expect_all_returned(before, loaded, made);
 }
 
 TEST(CacheLifecycle, DeletedNodesLeaveNothingForTheUnload) {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "cache_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -51,12 +51,12 @@ struct uid_model {
 void expect_uid_tree(const uid_model &m, int step) {
     std::map<std::string, uint32_t> seen;
     if (zorv_drel_encap_uid_avl != nullptr)
-        for (auto *n : ct::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl))
+        for (auto *n : zt::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl))
             seen[n->encap_name] = n->id;
     ASSERT_EQ(seen, m.ids) << "step " << step;
     // The model never holds more than a few dozen names, so the low identifiers tell all.
     for (uint32_t id = 1; id <= 64 && free_encap_bmp_p != nullptr; ++id)
-        ASSERT_EQ(ct::bmp_has(*free_encap_bmp_p, id - 1), m.used.count(id) == 0)
+        ASSERT_EQ(zorv::bmp::test(*free_encap_bmp_p, id - 1), m.used.count(id) == 0)
             << "step " << step << " id " << id;
 }
 
@@ -86,7 +86,7 @@ std::array<uint32_t, kVlans> as_array(const std::vector<std::pair<uint32_t, uint
 
 void expect_gbl_tree(const std::map<std::string, gbl_state> &m, int step) {
     std::map<std::string, gbl_state> seen;
-    for (auto *n : ct::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl)) {
+    for (auto *n : zt::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl)) {
         ASSERT_EQ(n->key, n->map.encap_name);
         gbl_state s;
         s.map_exists = n->map_exists;
@@ -124,7 +124,7 @@ using if_key = std::pair<uint32_t, uint32_t>;
 void expect_if_tree(const std::map<if_key, if_state> &m, int step) {
     std::map<if_key, if_state> seen;
     size_t entries = 0;
-    for (auto *n : ct::walk<if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
+    for (auto *n : zt::walk<if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
         if_state s;
         s.admin = n->admin;
         s.dyn_map_cnt = n->dyn_map_cnt;
@@ -184,9 +184,9 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
         ASSERT_EQ(node != nullptr, it != model.end()) << "step " << step;
         switch (pick(r, 6)) {
         case 0: { // profile seen as type 1
-            encap_name_t rec = ct::name_rec(name);
+            encap_name_t rec = zt::name_rec(name);
             if (node == nullptr) {
-                node = zorv_drel_create_gbl_node(nullptr, 1, 260, &rec);
+                node = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &rec);
                 ASSERT_NE(node, nullptr);
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
                 auto u = uids.ids.find(name);
@@ -195,17 +195,20 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
                 ASSERT_EQ(rec.id, s.id) << "step " << step;
                 model[name] = s;
             } else {
-                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, 1, 260, &rec, pick(r, 2)), 0u);
+                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260,
+                                                       &rec, pick(r, 2)),
+                          0u);
             }
             break;
         }
         case 1:
         case 2: { // a map arrives
             auto pairs = random_pairs(r);
-            auto m = ct::map_val(name, pairs);
+            auto m = zt::map_val(name, pairs);
             const auto a = as_array(pairs);
             if (node == nullptr) {
-                node = zorv_drel_create_gbl_node(nullptr, 2, sizeof *m, m.get());
+                node = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m,
+                                                 m.get());
                 ASSERT_NE(node, nullptr);
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, node), 0);
                 gbl_state s;
@@ -213,7 +216,9 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
                 s.vni = a;
                 model[name] = s;
             } else {
-                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, 2, sizeof *m, m.get(), 0), 0u);
+                ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP,
+                                                       sizeof *m, m.get(), 0),
+                          0u);
                 gbl_state &s = it->second;
                 if (s.map_exists) {
                     for (uint32_t v = 1; v < kVlans; ++v)
@@ -233,9 +238,11 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
                     pairs.emplace_back(v, it->second.vni[v]);
             else
                 pairs = random_pairs(r);
-            auto m = ct::map_val(name, pairs);
+            auto m = zt::map_val(name, pairs);
             const auto a = as_array(pairs);
-            ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, 2, sizeof *m, m.get(), 1), 0u);
+            ASSERT_EQ(zorv_drel_gbl_cfg_avl_update(node, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m,
+                                                   m.get(), 1),
+                      0u);
             gbl_state &s = it->second;
             s.map_exists = 0;
             for (uint32_t v = 1; v < kVlans; ++v) {
@@ -261,7 +268,7 @@ TEST(CacheModel, GlobalTreeAndIdentifiers) {
             break;
         }
         case 5: { // identifier lookups agree with the model
-            encap_name_t rec = ct::name_rec(name);
+            encap_name_t rec = zt::name_rec(name);
             const uint32_t want = uids.ids.count(name) ? uids.ids[name] : 0;
             ASSERT_EQ(zorv_drel_get_encap_uid(&rec), want) << "step " << step;
             if (node != nullptr) {
@@ -285,9 +292,9 @@ TEST(CacheModel, MemberVniTree) {
         vnis.push_back(1 + pick(r, 0xFFFFFF));
     for (int step = 0; step < kSteps; ++step) {
         const uint32_t vni = vnis[pick(r, vnis.size())];
-        const member_vni_t val = ct::memvni(1 + pick(r, 4000), vni);
+        const member_vni_t val = zt::memvni(1 + pick(r, 4000), vni);
         gbl_cfg_memvni_avl_node_t key{};
-        ASSERT_EQ(zorv_drel_set_gbl_memvni_key(&key, 8, 8, &val), 0u);
+        ASSERT_EQ(zorv_drel_set_gbl_memvni_key(&key, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &val), 0u);
         auto *node =
             static_cast<gbl_cfg_memvni_avl_node_t *>(tree_find(zorv_drel_gbl_cfg_memvni_avl, &key));
         ASSERT_EQ(node != nullptr, model.count(vni) == 1) << "step " << step;
@@ -295,11 +302,14 @@ TEST(CacheModel, MemberVniTree) {
         case 0:
         case 1:
             if (node == nullptr) {
-                node = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &val);
+                node =
+                    zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &val);
                 ASSERT_NE(node, nullptr);
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, node), 0);
             } else {
-                ASSERT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(node, 8, 8, &val), 0u);
+                ASSERT_EQ(
+                    zorv_drel_gbl_cfg_memvni_avl_update(node, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &val),
+                    0u);
             }
             model[vni] = val.bd;
             break;
@@ -315,7 +325,7 @@ TEST(CacheModel, MemberVniTree) {
         std::map<uint32_t, uint32_t> seen;
         uint32_t prev = 0;
         bool first = true;
-        for (auto *n : ct::walk<gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl)) {
+        for (auto *n : zt::walk<gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl)) {
             ASSERT_TRUE(first || n->vni > prev) << "step " << step;
             first = false;
             prev = n->vni;
@@ -339,7 +349,7 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
         ASSERT_EQ(if_find(k) != nullptr, exists) << "step " << step;
         switch (pick(r, 8)) {
         case 0: { // admin status
-            const vsi_admin_t v = ct::admin_val(k.first, k.second, pick(r, 3));
+            const vsi_admin_t v = zt::admin_val(k.first, k.second, pick(r, 3));
             ASSERT_EQ(if_apply(k, 5, &v, sizeof v), 0u);
             model[k].admin = v.admin;
             break;
@@ -386,7 +396,7 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
             for (uint32_t i = 0; i < 3; ++i)
                 vl.push_back(pick(r, 32));
             const char *p = profs[pick(r, 4)];
-            vsi_encap_rng_t v = ct::rng_val(k.first, k.second, p, vl, all);
+            vsi_encap_rng_t v = zt::rng_val(k.first, k.second, p, vl, all);
             ASSERT_EQ(if_apply(k, 6, &v, sizeof v), 0u);
             if_state &s = model[k];
             std::array<uint8_t, 4> fb;
@@ -408,8 +418,10 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
         case 4: { // an encap profile is removed by value
             if (!exists) break;
             const char *p = profs[pick(r, 4)];
-            vsi_encap_rng_t v = ct::rng_val(k.first, k.second, p);
-            ASSERT_EQ(zorv_drel_if_cfg_avl_delete(if_find(k), 6, sizeof v, &v), 0u);
+            vsi_encap_rng_t v = zt::rng_val(k.first, k.second, p);
+            ASSERT_EQ(zorv_drel_if_cfg_avl_delete(if_find(k), ZORV_TYPE1_INTF_VSI_ENCAP_PROF,
+                                                  sizeof v, &v),
+                      0u);
             auto &es = it->second.encaps;
             for (auto e = es.begin(); e != es.end(); ++e)
                 if (e->name == p) {
@@ -421,12 +433,15 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
         case 5: { // a value that does not fit its length changes nothing
             auto v = zt::make_vsi_all(k.first, k.second, 1, 2, {{5, 5}, {6, 6}});
             if (exists) {
-                ASSERT_EQ(zorv_drel_if_cfg_avl_update(
-                              if_find(k), 9, static_cast<uint16_t>(v.size() - 1), v.data()),
+                ASSERT_EQ(zorv_drel_if_cfg_avl_update(if_find(k), ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                      static_cast<uint16_t>(v.size() - 1),
+                                                      v.data()),
                           ZORV_DREL_ERR_INVALID_ARG);
             } else {
                 if_cfg_avl_key_t key{k.first, k.second};
-                ASSERT_EQ(zorv_drel_create_if_node(&key, 9, 792, v.data()), nullptr);
+                ASSERT_EQ(
+                    zorv_drel_create_if_node(&key, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792, v.data()),
+                    nullptr);
             }
             break;
         }
@@ -457,16 +472,16 @@ TEST(CacheModel, InterfaceTreeAndEncapLists) {
 TEST(CacheAccounting, LiveBlocksMatchLiveNodes) {
     rng_t r(99);
     auto check = [](int step) {
-        const auto gbl = ct::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl).size();
-        const auto mv = ct::walk<gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl).size();
+        const auto gbl = zt::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl).size();
+        const auto mv = zt::walk<gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl).size();
         size_t ifn = 0, entries = 0;
-        for (auto *n : ct::walk<if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
+        for (auto *n : zt::walk<if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
             ++ifn;
-            entries += ct::encap_entries(n);
+            entries += zt::encap_entries(n);
         }
         const size_t uid = zorv_drel_encap_uid_avl == nullptr
                                ? 0
-                               : ct::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl).size();
+                               : zt::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl).size();
         EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t), gbl) << step;
         EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_if_cfg_avl_node_t), ifn) << step;
         EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node), entries) << step;
@@ -489,16 +504,18 @@ TEST(CacheAccounting, LiveBlocksMatchLiveNodes) {
         switch (pick(r, 12)) {
         case 0: { // global profile with identifier
             if (gnode != nullptr) break;
-            encap_name_t rec = ct::name_rec(name, pick(r, 3) == 0 ? 1 + pick(r, 20) : 0);
-            if (auto *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &rec)) {
+            encap_name_t rec = zt::name_rec(name, pick(r, 3) == 0 ? 1 + pick(r, 20) : 0);
+            if (auto *n =
+                    zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &rec)) {
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, n), 0);
             }
             break;
         }
         case 1: { // global map
             if (gnode != nullptr) break;
-            auto m = ct::map_val(name, {{1, 10}});
-            if (auto *n = zorv_drel_create_gbl_node(nullptr, 2, sizeof *m, m.get())) {
+            auto m = zt::map_val(name, {{1, 10}});
+            if (auto *n = zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP,
+                                                    sizeof *m, m.get())) {
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, n), 0);
             }
             break;
@@ -508,18 +525,19 @@ TEST(CacheAccounting, LiveBlocksMatchLiveNodes) {
             if (pick(r, 2) == 0) zorv_drel_free_encap_uid(name);
             break;
         case 3: { // member VNI
-            member_vni_t v = ct::memvni(1, 1 + pick(r, 8));
+            member_vni_t v = zt::memvni(1, 1 + pick(r, 8));
             gbl_cfg_memvni_avl_node_t k{v.vni, 0};
             if (tree_find(zorv_drel_gbl_cfg_memvni_avl, &k) != nullptr) {
                 zorv_drel_gbl_cfg_memvni_delete_cache_key(&k);
-            } else if (auto *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v)) {
+            } else if (auto *n = zorv_drel_create_gbl_memvni_node(
+                           nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v)) {
                 ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, n), 0);
             }
             break;
         }
         case 4:
         case 5: { // interface node from type 6 or type 9
-            vsi_encap_rng_t e = ct::rng_val(ifx, vsi, name, {1});
+            vsi_encap_rng_t e = zt::rng_val(ifx, vsi, name, {1});
             auto a = zt::make_vsi_all(ifx, vsi, 1, 1, {{100, 1}});
             const bool six = pick(r, 2) == 0;
             const void *val = six ? static_cast<const void *>(&e) : a.data();

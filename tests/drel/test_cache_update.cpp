@@ -5,33 +5,34 @@
 #include <string>
 #include <vector>
 
-#include "params_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using pt::kIf;
-using pt::kIf2;
+using zt::kIf;
+using zt::kIf2;
 
 constexpr const char *kFn = "zorv_drel_type1_cfg_cache_update";
 
 class CacheUpdateTest : public ::testing::Test {
   protected:
-    pt::live_baseline base;
+    zt::live_baseline base;
 
     static uint32_t apply(uint32_t is_delete, uint32_t is_gbl, uint32_t if_index,
                           const zt::tlv_buf &b) {
         // The record's own is_delete and if_index are ignored: give them other values.
-        pt::msg_ptr m = pt::update_msg(is_delete == 0 ? 1 : 0, if_index + 1, b, true);
+        zt::msg_ptr m = zt::update_msg(is_delete == 0 ? 1 : 0, if_index + 1, b, true);
         return zorv_drel_type1_cfg_cache_update(is_delete, is_gbl, if_index, m.get());
     }
     static uint32_t apply_msg(uint32_t is_delete, uint32_t is_gbl, uint32_t if_index,
                               const std::vector<uint8_t> &payload) {
-        pt::msg_ptr m = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
+        zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
         return zorv_drel_type1_cfg_cache_update(is_delete, is_gbl, if_index, m.get());
     }
     static void add_vsi(uint32_t if_index, uint32_t vsi) {
         zt::tlv_buf b;
-        pt::add_bytes(b, 9, zt::make_vsi_all(if_index, vsi, 1, 1, {{9000 + vsi, 5}}));
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(if_index, vsi, 1, 1, {{9000 + vsi, 5}}));
         ASSERT_EQ(apply(0, 0, if_index, b), 0u);
     }
 };
@@ -46,27 +47,27 @@ TEST_F(CacheUpdateTest, NoMessageDeleteRemovesEveryNodeOfTheInterface) {
     {
         // an encap entry on one of them goes too
         zt::tlv_buf b;
-        const vsi_encap_rng_t rng = pt::rng_val(kIf, 7, "gold", {5});
-        b.add(6, rng);
+        const vsi_encap_rng_t rng = zt::rng_val(kIf, 7, "gold", {5});
+        b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, rng);
         ASSERT_EQ(apply(0, 0, kIf, b), 0u);
     }
-    ASSERT_EQ(pt::if_nodes().size(), 4u);
+    ASSERT_EQ(zt::if_nodes().size(), 4u);
     EXPECT_EQ(zorv_drel_type1_cfg_cache_update(1, 0, kIf, nullptr), 0u);
-    ASSERT_EQ(pt::if_nodes().size(), 1u);
-    EXPECT_NE(pt::if_node(kIf2, 7), nullptr);
+    ASSERT_EQ(zt::if_nodes().size(), 1u);
+    EXPECT_NE(zt::if_node(kIf2, 7), nullptr);
     EXPECT_TRUE(zt::has_log(kFn, ": update cache msg_ref:(nil)(delete=True, gbl=0, "
                                  "if_index=0x1000)\n"))
         << zt::dump_events();
     for (int vsi : {3, 7, 9})
         EXPECT_TRUE(zt::has_log(kFn, ": deleting ifdx:0x1000, vsi:" + std::to_string(vsi) + "\n"));
-    EXPECT_EQ(zt::live_blocks(9), 0u);
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node), 0u);
     base.expect_same();
 }
 
 TEST_F(CacheUpdateTest, NoMessageNoDeleteChangesNothing) {
     add_vsi(kIf, 7);
     EXPECT_EQ(zorv_drel_type1_cfg_cache_update(0, 0, kIf, nullptr), 0u);
-    EXPECT_EQ(pt::if_nodes().size(), 1u);
+    EXPECT_EQ(zt::if_nodes().size(), 1u);
     EXPECT_TRUE(zt::has_log(kFn, ": update cache msg_ref:(nil)(delete=False, gbl=0, "
                                  "if_index=0x1000)\n"));
     EXPECT_FALSE(zt::has_raw("Error: No ifindex to delete\n"));
@@ -76,7 +77,7 @@ TEST_F(CacheUpdateTest, NoMessageNoInterface) {
     add_vsi(kIf, 7);
     EXPECT_EQ(zorv_drel_type1_cfg_cache_update(1, 1, 0, nullptr), 0u);
     EXPECT_TRUE(zt::has_raw("Error: No ifindex to delete\n"));
-    EXPECT_EQ(pt::if_nodes().size(), 1u);
+    EXPECT_EQ(zt::if_nodes().size(), 1u);
 }
 
 // ---- message checks ----------------------------------------------------------------------------
@@ -84,19 +85,19 @@ TEST_F(CacheUpdateTest, NoMessageNoInterface) {
 TEST_F(CacheUpdateTest, NoRespWhenPayloadAbsentOrRespPresentZero) {
     EXPECT_EQ(apply_msg(0, 1, 0, {}), 0u);
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, true);
     std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
     EXPECT_EQ(apply_msg(0, 1, 0, payload), 0u);
     EXPECT_EQ(zt::log_count(kFn, ": No Resp\n"), 2u);
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
 }
 
 TEST_F(CacheUpdateTest, ZeroParamLen) {
     std::vector<uint8_t> payload(28, 0);
     payload[ZORV_DREL_UPD_RESP_PRESENT_OFF] = 1;
     EXPECT_EQ(apply_msg(0, 1, 0, payload), 0u);
-    EXPECT_TRUE(pt::has_log_prefix(kFn, ": param_p:0x")) << zt::dump_events();
+    EXPECT_TRUE(zt::has_log_prefix(kFn, ": param_p:0x")) << zt::dump_events();
     bool found = false;
     for (const auto &e : zt::events())
         found = found || (e.find(" or No TLVs (paylen is 0)\n") != std::string::npos);
@@ -111,7 +112,7 @@ TEST_F(CacheUpdateTest, EmptyArray) {
 
 TEST_F(CacheUpdateTest, MalformedLengthsAreRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     // param_len past the payload
     auto p1 = zt::make_update(0, 0, b, true);
     const uint32_t too_long = b.size() + 4;
@@ -132,18 +133,18 @@ TEST_F(CacheUpdateTest, MalformedLengthsAreRefused) {
     p3[ZORV_DREL_UPD_RESP_PRESENT_OFF] = 1;
     EXPECT_EQ(apply_msg(0, 1, 0, p3), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: payload len=20 too short for update record\n"));
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(CacheUpdateTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::append_cut_tlv(b, 8, 8);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::append_cut_tlv(b, 8, 8);
     EXPECT_EQ(apply(0, 1, 0, b), TLV_ERR_MALFORMED);
-    EXPECT_TRUE(zt::has_log(kFn, pt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
+    EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
     EXPECT_TRUE(zt::has_log(kFn, ": Num TLVs 2\n"));
-    EXPECT_NE(pt::memvni_node(5000), nullptr);
+    EXPECT_NE(zt::memvni_node(5000), nullptr);
     base.expect_same();
 }
 
@@ -151,20 +152,20 @@ TEST_F(CacheUpdateTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
 
 TEST_F(CacheUpdateTest, GlobalAddUpdateDelete) {
     zt::tlv_buf add;
-    add.add(8, member_vni_t{100, 5000});
+    add.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     EXPECT_EQ(apply(0, 1, 0, add), 0u);
-    ASSERT_NE(pt::memvni_node(5000), nullptr);
+    ASSERT_NE(zt::memvni_node(5000), nullptr);
     EXPECT_TRUE(zt::has_log(kFn, ": Add type 8 to cache\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": success add type 8 len 8 to cache\n"));
 
     zt::tlv_buf upd;
-    upd.add(8, member_vni_t{200, 5000});
+    upd.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 5000});
     EXPECT_EQ(apply(0, 1, 0, upd), 0u);
-    EXPECT_EQ(pt::memvni_node(5000)->bd, 200u);
+    EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
     EXPECT_TRUE(zt::has_log(kFn, ": success updated type 8 len 8 to cache\n"));
 
     EXPECT_EQ(apply(1, 1, 0, upd), 0u);
-    EXPECT_EQ(pt::memvni_node(5000), nullptr);
+    EXPECT_EQ(zt::memvni_node(5000), nullptr);
     EXPECT_TRUE(zt::has_log(kFn, ": Entry deleted\n"));
 
     EXPECT_EQ(apply(1, 1, 0, upd), 0u);
@@ -174,52 +175,52 @@ TEST_F(CacheUpdateTest, GlobalAddUpdateDelete) {
 
 TEST_F(CacheUpdateTest, GlobalCreationFailureGoesOn) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(8, member_vni_t{101, 5001});
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 1, 0, m.get());
     tracked_mem_fault_set(zt::kSvc, 0, 0);
     EXPECT_EQ(rc, 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 8 len 8 to cache\n"));
-    EXPECT_EQ(pt::memvni_node(5000), nullptr);
-    EXPECT_NE(pt::memvni_node(5001), nullptr);
+    EXPECT_EQ(zt::memvni_node(5000), nullptr);
+    EXPECT_NE(zt::memvni_node(5001), nullptr);
 }
 
 TEST_F(CacheUpdateTest, GlobalSecondTlvOfTypeTwoStops) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    auto map = pt::map_val("gold", {{5, 9000}});
-    b.add(2, map.get(), sizeof *map);
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto map = zt::map_val("gold", {{5, 9000}});
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     EXPECT_EQ(apply(0, 1, 0, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: Unknown key2\n"));
-    EXPECT_NE(pt::memvni_node(5000), nullptr);
-    EXPECT_EQ(pt::memvni_node(5001), nullptr);
-    EXPECT_TRUE(pt::gbl_nodes().empty());
+    EXPECT_NE(zt::memvni_node(5000), nullptr);
+    EXPECT_EQ(zt::memvni_node(5001), nullptr);
+    EXPECT_TRUE(zt::gbl_nodes().empty());
 }
 
 TEST_F(CacheUpdateTest, GlobalTooShortValueStops) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     const uint32_t bd_only = 7;
-    b.add(8, &bd_only, 4);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
     EXPECT_EQ(apply(0, 1, 0, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:8 too short (len:4, need:8)\n"));
-    EXPECT_EQ(pt::memvni_nodes().size(), 1u);
+    EXPECT_EQ(zt::memvni_nodes().size(), 1u);
 }
 
 // ---- interface scope ---------------------------------------------------------------------------
 
 TEST_F(CacheUpdateTest, InterfaceAddAndUpdate) {
     add_vsi(kIf, 7);
-    ASSERT_NE(pt::if_node(kIf, 7), nullptr);
+    ASSERT_NE(zt::if_node(kIf, 7), nullptr);
     EXPECT_TRUE(zt::has_log(kFn, ": Add type 9 to cache\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": success add type 9 len 800 to cache\n"));
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 0});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 0});
     EXPECT_EQ(apply(0, 0, kIf, b), 0u);
-    EXPECT_EQ(pt::if_node(kIf, 7)->admin, 0u);
+    EXPECT_EQ(zt::if_node(kIf, 7)->admin, 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Found avl node for type 5\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": success updated type 5 len 12 to cache\n"));
 }
@@ -227,9 +228,9 @@ TEST_F(CacheUpdateTest, InterfaceAddAndUpdate) {
 TEST_F(CacheUpdateTest, InterfaceDeleteOfTypeFiveRemovesNode) {
     add_vsi(kIf, 7);
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     EXPECT_EQ(apply(1, 0, kIf, b), 0u);
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
     EXPECT_TRUE(zt::has_log(kFn, ": Found avl node for type 5\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": Entry deleted\n"));
     base.expect_same();
@@ -237,7 +238,7 @@ TEST_F(CacheUpdateTest, InterfaceDeleteOfTypeFiveRemovesNode) {
 
 TEST_F(CacheUpdateTest, InterfaceDeleteMissing) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     EXPECT_EQ(apply(1, 0, kIf, b), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Entry to delete not found\n"));
 }
@@ -245,61 +246,62 @@ TEST_F(CacheUpdateTest, InterfaceDeleteMissing) {
 TEST_F(CacheUpdateTest, InterfaceUpdateFailureGoesOn) {
     add_vsi(kIf, 7);
     zt::tlv_buf b;
-    b.add(6, pt::rng_val(kIf, 7, "gold", {5})); // appending the entry fails: a bare 1
-    b.add(5, vsi_admin_t{kIf, 7, 0});
-    pt::msg_ptr m = pt::update_msg(0, kIf, b, true);
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF,
+          zt::rng_val(kIf, 7, "gold", {5})); // appending the entry fails: a bare 1
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 0});
+    zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 0, kIf, m.get());
     tracked_mem_fault_set(zt::kSvc, 0, 0);
     EXPECT_EQ(rc, 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: unable to update entry\n"));
-    EXPECT_EQ(pt::if_node(kIf, 7)->admin, 0u);
-    EXPECT_EQ(pt::if_node(kIf, 7)->encap_list, nullptr);
+    EXPECT_EQ(zt::if_node(kIf, 7)->admin, 0u);
+    EXPECT_EQ(zt::if_node(kIf, 7)->encap_list, nullptr);
 }
 
 TEST_F(CacheUpdateTest, InterfaceCreationFailureStops) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(5, vsi_admin_t{kIf, 8, 1});
-    pt::msg_ptr m = pt::update_msg(0, kIf, b, true);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
+    zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 0, kIf, m.get());
     tracked_mem_fault_set(zt::kSvc, 0, 0);
     EXPECT_EQ(rc, ZORV_DREL_ERR_NO_MEMORY);
     EXPECT_TRUE(zt::has_log(kFn, ": Failed malloc\n"));
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(CacheUpdateTest, InterfaceKeyFailureStops) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     const uint32_t v[3] = {kIf, 8, 1};
     b.add(3, v, sizeof v);
-    b.add(5, vsi_admin_t{kIf, 9, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
     EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: Could not create if key for type 3\n"));
-    EXPECT_NE(pt::if_node(kIf, 7), nullptr);
-    EXPECT_EQ(pt::if_node(kIf, 9), nullptr);
+    EXPECT_NE(zt::if_node(kIf, 7), nullptr);
+    EXPECT_EQ(zt::if_node(kIf, 9), nullptr);
 }
 
 TEST_F(CacheUpdateTest, InterfaceMalformedValueStops) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     auto bad9 = zt::make_vsi_all(kIf, 8, 1, 1, {});
     reinterpret_cast<vsi_all_t *>(bad9.data())->dyn_map_cnt = 0xFFFFFFFFu; // negative
-    pt::add_bytes(b, 9, bad9);
-    b.add(5, vsi_admin_t{kIf, 9, 1});
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, bad9);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
     EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: malformed value of type:9 len:792\n"));
-    EXPECT_NE(pt::if_node(kIf, 7), nullptr);
-    EXPECT_EQ(pt::if_nodes().size(), 1u);
+    EXPECT_NE(zt::if_node(kIf, 7), nullptr);
+    EXPECT_EQ(zt::if_nodes().size(), 1u);
 }
 
 TEST_F(CacheUpdateTest, InterfaceNeedsNoPeerLink) {
     // unlike extraction, the direct update does not ask whether the interface is a member
     add_vsi(kIf2, 4);
-    EXPECT_NE(pt::if_node(kIf2, 4), nullptr);
+    EXPECT_NE(zt::if_node(kIf2, 4), nullptr);
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 // check with its pass and fail holders.
 #include <cstdio>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -10,47 +10,23 @@ constexpr const char *kDrv = "zorv_drel_type1_cfg_compat_check";
 constexpr const char *kTlv = "zorv_drel_type1_cfg_compat_check_tlv";
 constexpr uint32_t kCode8 = ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
 constexpr uint32_t kCode9 = ZORV_DREL_ERR_COMPAT_INTF_VSI;
-constexpr uint32_t kIf = 0x1000;
-
-std::string hex(uint32_t v) {
-    char b[16];
-    std::snprintf(b, sizeof b, "%x", v);
-    return b;
-}
+using zt::kIf;
 
 std::string result_line(uint32_t rc) {
-    return ": RESULT: Type-1 compat check(0x" + hex(rc) + ") " + (rc != 0 ? "Failed" : "Passed") +
-           "\n";
-}
-
-std::string get_next_line(uint32_t rc) {
-    return ": failed (rc=0x" + hex(rc) + ", " + error_to_string(rc) + ") get_next_tlv\n";
-}
-
-zt::tlv_buf memvnis(const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni) {
-    zt::tlv_buf b;
-    for (auto [bd, vni] : bd_vni)
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{bd, vni});
-    return b;
-}
-
-zt::tlv_buf vsis(const std::vector<std::vector<uint8_t>> &values) {
-    zt::tlv_buf b;
-    for (const auto &v : values)
-        b.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(), static_cast<uint16_t>(v.size()));
-    return b;
+    return ": RESULT: Type-1 compat check(0x" + zt::hex(rc) + ") " +
+           (rc != 0 ? "Failed" : "Passed") + "\n";
 }
 
 uint32_t check_pair(uint16_t type, const void *l, uint16_t llen, const void *r, uint32_t rlen,
-                    cf::holders &h) {
+                    zt::holders &h) {
     return zorv_drel_type1_cfg_compat_check_tlv(type, llen, l, type, rlen, r, 0, &h.pass, &h.fail);
 }
 
 // ---- Driver --------------------------------------------------------------------------------
 
 TEST(CompatCheck, LogsFlagsAndCreatesFreshEmptySets) {
-    auto lcl = memvnis({{10, 5000}});
-    cf::holders h;
+    auto lcl = zt::memvnis({{10, 5000}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(7, lcl.get(), lcl.get(), 3, 0, &h.pass, &h.fail),
               0u);
     EXPECT_TRUE(
@@ -69,8 +45,8 @@ TEST(CompatCheck, LogsFlagsAndCreatesFreshEmptySets) {
 }
 
 TEST(CompatCheck, FlagBitsAreLoggedAsZeroWhenClear) {
-    cf::holders h;
-    auto lcl = memvnis({});
+    zt::holders h;
+    auto lcl = zt::memvnis({});
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), lcl.get(), 0, 0, &h.pass, &h.fail),
               0u);
     EXPECT_TRUE(
@@ -78,7 +54,7 @@ TEST(CompatCheck, FlagBitsAreLoggedAsZeroWhenClear) {
 }
 
 TEST(CompatCheck, BothArraysNullIsInvalidAndCreatesNoSets) {
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, nullptr, 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(h.pass.vni_set, nullptr);
@@ -88,8 +64,8 @@ TEST(CompatCheck, BothArraysNullIsInvalidAndCreatesNoSets) {
 }
 
 TEST(CompatCheck, NullLocalJudgesOnlyTheFirstRemoteTlv) {
-    auto rmt = memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
-    cf::holders h;
+    auto rmt = zt::memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
               kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
@@ -102,23 +78,23 @@ TEST(CompatCheck, NullLocalJudgesOnlyTheFirstRemoteTlv) {
 
 TEST(CompatCheck, NullLocalWithEmptyRemoteFailsTheRead) {
     zt::tlv_buf rmt;
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_FAILURE);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_END))) << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_END))) << zt::dump_events();
 }
 
 TEST(CompatCheck, NullLocalWithRemoteType9IsParamMissing) {
     auto v = zt::make_vsi_all(kIf, 1, 1, 1, {});
-    auto rmt = vsis({v});
-    cf::holders h;
+    auto rmt = zt::vsis({v});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_PARAM_MISSING);
 }
 
 TEST(CompatCheck, LocalOneRemoteNullChecksAgainstNullRemote) {
-    auto lcl = memvnis({{10, 5000}});
-    cf::holders h;
+    auto lcl = zt::memvnis({{10, 5000}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), nullptr, 0, 0, &h.pass, &h.fail),
               kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
@@ -129,19 +105,19 @@ TEST(CompatCheck, LocalOneRemoteNullChecksAgainstNullRemote) {
 }
 
 TEST(CompatCheck, LocalOneRemotePresentButEmptyFailsTheRemoteRead) {
-    auto lcl = memvnis({{10, 5000}});
+    auto lcl = zt::memvnis({{10, 5000}});
     zt::tlv_buf rmt;
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_FAILURE);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_END)));
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_END)));
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(CompatCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
-    auto lcl = memvnis({{10, 5000}, {11, 5001}});
-    auto rmt = memvnis({{10, 5000}});
-    cf::holders h;
+    auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
+    auto rmt = zt::memvnis({{10, 5000}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check invalid args - num_lcl_tlv=2, "
@@ -149,15 +125,15 @@ TEST(CompatCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:8, rmt_type:8\n"), 0u);
     EXPECT_NE(h.fail.vni_set, nullptr); // created before the counts are judged
     // And the other way round.
-    cf::holders h2;
+    zt::holders h2;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, rmt.get(), lcl.get(), 0, 0, &h2.pass, &h2.fail),
               ZORV_DREL_ERR_INVALID_ARG);
 }
 
 TEST(CompatCheck, EmptyLocalWithOneRemoteIsAcceptedAndNotLookedAt) {
     zt::tlv_buf lcl;
-    auto rmt = memvnis({{10, 5000}});
-    cf::holders h;
+    auto rmt = zt::memvnis({{10, 5000}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               0u);
     EXPECT_TRUE(h.failed().empty());
@@ -168,25 +144,25 @@ TEST(CompatCheck, EmptyLocalWithOneRemoteIsAcceptedAndNotLookedAt) {
 
 TEST(CompatCheck, EmptyLocalWithTwoRemoteIsInvalid) {
     zt::tlv_buf lcl;
-    auto rmt = memvnis({{10, 5000}, {11, 5001}});
-    cf::holders h;
+    auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_INVALID_ARG);
 }
 
 TEST(CompatCheck, TypeMismatchFails) {
-    auto lcl = memvnis({{10, 5000}});
-    auto rmt = vsis({zt::make_vsi_all(kIf, 1, 1, 1, {})});
-    cf::holders h;
+    auto lcl = zt::memvnis({{10, 5000}});
+    auto rmt = zt::vsis({zt::make_vsi_all(kIf, 1, 1, 1, {})});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kDrv, ": No match for lcl_type:8, rmt_type:9\n"));
 }
 
 TEST(CompatCheck, LastPairWinsWhileHoldersGatherFailures) {
-    auto lcl = memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
-    auto rmt = memvnis({{10, 5999}, {99, 5001}, {12, 5002}});
-    cf::holders h;
+    auto lcl = zt::memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
+    auto rmt = zt::memvnis({{10, 5999}, {99, 5001}, {12, 5002}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               0u);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 5001}));
@@ -196,58 +172,58 @@ TEST(CompatCheck, LastPairWinsWhileHoldersGatherFailures) {
 }
 
 TEST(CompatCheck, FailingLastPairIsTheResult) {
-    auto lcl = memvnis({{10, 5000}, {11, 5001}});
-    auto rmt = memvnis({{10, 5000}, {11, 6001}});
-    cf::holders h;
+    auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
+    auto rmt = zt::memvnis({{10, 5000}, {11, 6001}});
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5001}));
 }
 
 TEST(CompatCheck, MalformedLocalArrayReturnsTheWalkCode) {
-    auto lcl = memvnis({{10, 5000}, {11, 5001}});
+    auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
     lcl.get()->len -= 4; // the second value now runs past the array
-    auto rmt = memvnis({{10, 5000}, {11, 5001}});
-    cf::exact_buf l = cf::exact_array(lcl);
-    cf::holders h;
+    auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
+    zt::exact_buf l = zt::exact_array(lcl);
+    zt::holders h;
     EXPECT_EQ(
         zorv_drel_type1_cfg_compat_check(0, l.as<tlv_array_t>(), rmt.get(), 0, 0, &h.pass, &h.fail),
         TLV_ERR_MALFORMED);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_MALFORMED)));
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_MALFORMED)));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000})); // nothing is rolled back
 }
 
 TEST(CompatCheck, MalformedRemoteArrayFails) {
-    auto lcl = memvnis({{10, 5000}, {11, 5001}});
-    auto rmt = memvnis({{10, 5000}, {11, 5001}});
+    auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
+    auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
     rmt.get()->len -= 4;
-    cf::exact_buf r = cf::exact_array(rmt);
-    cf::holders h;
+    zt::exact_buf r = zt::exact_array(rmt);
+    zt::holders h;
     EXPECT_EQ(
         zorv_drel_type1_cfg_compat_check(0, lcl.get(), r.as<tlv_array_t>(), 0, 0, &h.pass, &h.fail),
         ZORV_DREL_ERR_FAILURE);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_MALFORMED)));
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_MALFORMED)));
 }
 
 TEST(CompatCheck, CallerVlanBitmapsAreNotTouched) {
-    auto lcl = memvnis({{10, 5000}});
-    auto rmt = memvnis({{10, 5001}});
-    cf::holders h;
-    h.pass.vlan_bmp = cf::bmp_of({1, 2, 3});
-    h.fail.vlan_bmp = cf::bmp_of({4000});
+    auto lcl = zt::memvnis({{10, 5000}});
+    auto rmt = zt::memvnis({{10, 5001}});
+    zt::holders h;
+    h.pass.vlan_bmp = zt::bmp_of({1, 2, 3});
+    h.fail.vlan_bmp = zt::bmp_of({4000});
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
               kCode8);
-    const bmp4096_t want_pass = cf::bmp_of({1, 2, 3}), want_fail = cf::bmp_of({4000});
+    const bmp4096_t want_pass = zt::bmp_of({1, 2, 3}), want_fail = zt::bmp_of({4000});
     EXPECT_EQ(std::memcmp(&h.pass.vlan_bmp, &want_pass, sizeof(bmp4096_t)), 0);
     EXPECT_EQ(std::memcmp(&h.fail.vlan_bmp, &want_fail, sizeof(bmp4096_t)), 0);
 }
 
 TEST(CompatCheck, NoTrackedMemoryIsLeft) {
-    cf::add_vsi(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    zt::add_vsi(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     auto v = zt::make_vsi_all(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
-    auto arr = vsis({v});
+    auto arr = zt::vsis({v});
     const uint64_t blocks = zt::live_blocks();
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, arr.get(), arr.get(), 0, 0, &h.pass, &h.fail),
               0u);
     EXPECT_EQ(zt::live_blocks(), blocks);
@@ -256,10 +232,10 @@ TEST(CompatCheck, NoTrackedMemoryIsLeft) {
 // ---- Per-pair check: member VNIs -------------------------------------------------------------
 
 TEST(CompatCheckTlv, SameVniSameBdPasses) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{10, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ":  Pass type-1 compat check type:8, len=8 lcl bd:10, vni:5000 "
                                   "rmt bd:10,vni:5000\n"))
@@ -269,10 +245,10 @@ TEST(CompatCheckTlv, SameVniSameBdPasses) {
 
 TEST(CompatCheckTlv, FabricLocalBdPassesWhateverTheRemoteBd) {
     bdmgr_host_set_fabric_bd(1, 10, 1);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": sw_bd: 10 is fabric Bd\n"));
 }
@@ -280,20 +256,20 @@ TEST(CompatCheckTlv, FabricLocalBdPassesWhateverTheRemoteBd) {
 TEST(CompatCheckTlv, FabricBdsAreThoseOfTheCurrentContext) {
     bdmgr_host_set_fabric_bd(1, 10, 1);
     sysmgr_host_set_context_id(2);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     bdmgr_host_set_fabric_bd(2, 10, 1);
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
 }
 
 TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
     bdmgr_host_set_fabric_bd(1, 11, 1);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed memvni compat check - vni:5000 for lcl_bd:10 "
                                   "(rmt_bd:11)\n"));
@@ -301,89 +277,93 @@ TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
 
 TEST(CompatCheckTlv, FabricBdDoesNotExcuseDifferentVnis) {
     bdmgr_host_set_fabric_bd(1, 10, 1);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000}, r{10, 5001};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_EQ(zt::log_count(kTlv, ": sw_bd: 10 is fabric Bd\n"), 0u);
 }
 
 TEST(CompatCheckTlv, LocalBdBeyondBitmapIsNotFabric) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{70000, 5000}, r{70000, 5000}, r2{70001, 5000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), 0u);
-    EXPECT_EQ(check_pair(8, &l, 8, &r2, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r2, 8, h), kCode8);
 }
 
 TEST(CompatCheckTlv, VniBeyondRangeIsNotAddedButStillFails) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 0x1000000}, r{11, 0x1000000};
-    EXPECT_EQ(check_pair(8, &l, 8, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());
 }
 
 TEST(CompatCheckTlv, LocalNullRemoteMemberVniChargesTheRemoteVni) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t r{11, 6000};
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 8, &r, 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r,
+                                                   0, &h.pass, &h.fail),
               kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000}));
 }
 
 TEST(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t r{11, 0x1000000};
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 8, &r, 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r,
+                                                   0, &h.pass, &h.fail),
               kCode8);
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(CompatCheckTlv, LocalAndRemoteNull) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check_tlv(8, 0, nullptr, 8, 0, nullptr, 0, &h.pass, &h.fail),
-        ZORV_DREL_ERR_PARAM_MISSING);
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 0, nullptr,
+                                                   ZORV_TYPE1_GBL_MEMBER_VNI, 0, nullptr, 0,
+                                                   &h.pass, &h.fail),
+              ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_TRUE(zt::has_log(kTlv, ": Local and Remote NULL\n"));
     EXPECT_TRUE(
         zt::has_log(kTlv, ": Failed type-1 compat check for type:8 rmt_type:8(Local Null)\n"));
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check_tlv(9, 0, nullptr, 9, 0, nullptr, 0, &h.pass, &h.fail),
-        ZORV_DREL_ERR_PARAM_MISSING);
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr,
+                                                   ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr, 0,
+                                                   &h.pass, &h.fail),
+              ZORV_DREL_ERR_PARAM_MISSING);
 }
 
 TEST(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const member_vni_t l{10, 5000};
     const uint32_t bd_only = 10;
-    cf::exact_buf r(&bd_only, 4);
-    EXPECT_EQ(check_pair(8, &l, 8, r.data(), 4, h), kCode8);
+    zt::exact_buf r(&bd_only, 4);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, r.data(), 4, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - rmt value too short, "
                                   "len:4, min:8\n"));
     // With no local value the short remote one charges nothing.
-    cf::holders h2;
+    zt::holders h2;
     h2.make_sets();
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, 8, 4, r.data(), 0, &h2.pass, &h2.fail),
-        kCode8);
+    EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 4,
+                                                   r.data(), 0, &h2.pass, &h2.fail),
+              kCode8);
     EXPECT_TRUE(h2.failed().empty());
 }
 
 TEST(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const uint32_t bd_only = 10;
-    cf::exact_buf l(&bd_only, 4);
+    zt::exact_buf l(&bd_only, 4);
     const member_vni_t r{10, 5000};
-    EXPECT_EQ(check_pair(8, l.data(), 4, &r, 8, h), kCode8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, l.data(), 4, &r, 8, h), kCode8);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - lcl value too short, "
@@ -393,10 +373,10 @@ TEST(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
 // ---- Per-pair check: other types -------------------------------------------------------------
 
 TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const vsi_admin_t l{kIf, 1, 1}, r{kIf, 1, 0};
-    EXPECT_EQ(check_pair(5, &l, 12, &r, 12, h), 0u);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, &l, 12, &r, 12, h), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
     const uint32_t junk = 1;
     EXPECT_EQ(check_pair(3, &junk, 4, &junk, 4, h), 0u); // no fixed size: nothing to check
@@ -405,37 +385,41 @@ TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
 }
 
 TEST(CompatCheckTlv, UnjudgedLocalValuesAreNotReadSoTheirLengthDoesNotMatter) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const vsi_admin_t full{kIf, 1, 1};
-    cf::exact_buf short_admin(&full, 4);
-    EXPECT_EQ(check_pair(5, short_admin.data(), 4, &full, 12, h), 0u);
+    zt::exact_buf short_admin(&full, 4);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin.data(), 4, &full, 12, h), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
     std::vector<uint8_t> name(256, 'a');
-    cf::exact_buf short_name(name.data(), 10);
-    EXPECT_EQ(check_pair(1, short_name.data(), 10, name.data(), 256, h), 0u);
+    zt::exact_buf short_name(name.data(), 10);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_ENCAP_PROFILE, short_name.data(), 10, name.data(), 256, h),
+              0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:1\n"));
     EXPECT_EQ(zt::logs_containing("lcl value too short"), 0u) << zt::dump_events();
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     const vsi_admin_t l{kIf, 1, 1};
-    cf::exact_buf r(&l, 8);
-    EXPECT_EQ(check_pair(5, &l, 12, r.data(), 8, h), ZORV_DREL_ERR_COMPAT_INTF_VSI);
+    zt::exact_buf r(&l, 8);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, &l, 12, r.data(), 8, h),
+              ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:5 - rmt value too short, "
                                   "len:8, min:12\n"));
     std::vector<uint8_t> name(256, 'a');
-    cf::exact_buf short_name(name.data(), 100);
-    EXPECT_EQ(check_pair(1, name.data(), 256, short_name.data(), 100, h),
+    zt::exact_buf short_name(name.data(), 100);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256, short_name.data(), 100, h),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_PROFILE);
     std::vector<uint8_t> map(sizeof(encap_map_t), 0);
-    cf::exact_buf short_map(map.data(), 16636);
-    EXPECT_EQ(check_pair(2, map.data(), 16640, short_map.data(), 16636, h),
-              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
-    EXPECT_EQ(check_pair(2, map.data(), 16640, map.data(), 16640, h), 0u);
+    zt::exact_buf short_map(map.data(), 16636);
+    EXPECT_EQ(
+        check_pair(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), 16640, short_map.data(), 16636, h),
+        ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), 16640, map.data(), 16640, h),
+              0u);
 }
 
 // ---- Per-pair check: service-instance attributes ---------------------------------------------
@@ -443,19 +427,20 @@ TEST(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
 class VsiCheck : public ::testing::Test {
   protected:
     void SetUp() override {
-        cf::add_memvni(100, 5000);
-        cf::add_memvni(101, 6000);
-        node_ = cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
+        zt::add_memvni(100, 5000);
+        zt::add_memvni(101, 6000);
+        node_ = zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
         ASSERT_NE(node_, nullptr);
         lcl_ = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
         h_.make_sets();
     }
     uint32_t check(const void *r, uint32_t rlen) {
-        return check_pair(9, lcl_.data(), static_cast<uint16_t>(lcl_.size()), r, rlen, h_);
+        return check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, lcl_.data(),
+                          static_cast<uint16_t>(lcl_.size()), r, rlen, h_);
     }
     if_cfg_avl_node_t *node_ = nullptr;
     std::vector<uint8_t> lcl_;
-    cf::holders h_;
+    zt::holders h_;
 };
 
 TEST_F(VsiCheck, EqualAttributesPass) {
@@ -472,8 +457,8 @@ TEST_F(VsiCheck, EqualAttributesPass) {
 
 TEST_F(VsiCheck, MissingLocalNodeFails) {
     auto other = zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {});
-    EXPECT_EQ(check_pair(9, other.data(), static_cast<uint16_t>(other.size()), other.data(),
-                         other.size(), h_),
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, other.data(),
+                         static_cast<uint16_t>(other.size()), other.data(), other.size(), h_),
               ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kTlv, ": Error: Could not find cfg_p for lcl parent intf idx:0x1000, "
                                   "vsi:8\n"));
@@ -523,7 +508,7 @@ TEST_F(VsiCheck, InvalidRemotePairsAreLoggedAndIgnored) {
 }
 
 TEST_F(VsiCheck, ShortRemoteValueFailsWholeServiceInstanceUnread) {
-    cf::exact_buf r(lcl_.data(), 500);
+    zt::exact_buf r(lcl_.data(), 500);
     EXPECT_EQ(check(r.data(), 500), kCode9);
     EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
@@ -534,8 +519,8 @@ TEST_F(VsiCheck, ShortRemoteValueFailsWholeServiceInstanceUnread) {
 
 TEST_F(VsiCheck, RemoteCountPastItsLengthIsNeverRead) {
     // 792 bytes that claim one pair: the tail would lie 8 bytes past the block.
-    auto v = cf::vsi_with_count(kIf, 7, 1, {}, 1);
-    cf::exact_buf r(v);
+    auto v = zt::vsi_with_count(kIf, 7, 1, {}, 1);
+    zt::exact_buf r(v);
     EXPECT_EQ(check(r.data(), r.size()), kCode9);
     EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:792 "
@@ -543,16 +528,16 @@ TEST_F(VsiCheck, RemoteCountPastItsLengthIsNeverRead) {
 }
 
 TEST_F(VsiCheck, RemoteHugeCountIsNeverRead) {
-    auto v = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 0x7FFFFFFF);
-    cf::exact_buf r(v);
+    auto v = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 0x7FFFFFFF);
+    zt::exact_buf r(v);
     EXPECT_EQ(check(r.data(), r.size()), kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
                                   "does not hold dyn_map_cnt:2147483647\n"));
 }
 
 TEST_F(VsiCheck, RemoteNegativeCountIsRefused) {
-    auto v = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, -1);
-    cf::exact_buf r(v);
+    auto v = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, -1);
+    zt::exact_buf r(v);
     EXPECT_EQ(check(r.data(), r.size()), kCode9);
     EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
@@ -560,11 +545,11 @@ TEST_F(VsiCheck, RemoteNegativeCountIsRefused) {
 }
 
 TEST_F(VsiCheck, MalformedLocalValueFailsAndChargesNothing) {
-    auto v = cf::vsi_with_count(kIf, 7, 1, {}, 3);
-    cf::exact_buf l(v);
-    EXPECT_EQ(
-        check_pair(9, l.data(), static_cast<uint16_t>(l.size()), lcl_.data(), lcl_.size(), h_),
-        kCode9);
+    auto v = zt::vsi_with_count(kIf, 7, 1, {}, 3);
+    zt::exact_buf l(v);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(), static_cast<uint16_t>(l.size()),
+                         lcl_.data(), lcl_.size(), h_),
+              kCode9);
     EXPECT_TRUE(h_.failed().empty());
     EXPECT_TRUE(h_.passed().empty());
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value len:792 "
@@ -573,12 +558,13 @@ TEST_F(VsiCheck, MalformedLocalValueFailsAndChargesNothing) {
 
 TEST_F(VsiCheck, LocalCountOfZeroOrLessMeansNoPairs) {
     for (int32_t count : {-1, -5, INT32_MIN}) {
-        auto v = cf::vsi_with_count(kIf, 7, 1, {}, count);
-        cf::exact_buf l(v);
+        auto v = zt::vsi_with_count(kIf, 7, 1, {}, count);
+        zt::exact_buf l(v);
         auto r = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {});
-        cf::holders h;
+        zt::holders h;
         h.make_sets();
-        EXPECT_EQ(check_pair(9, l.data(), static_cast<uint16_t>(l.size()), r.data(), r.size(), h),
+        EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(),
+                             static_cast<uint16_t>(l.size()), r.data(), r.size(), h),
                   0u)
             << count;
         EXPECT_TRUE(h.failed().empty()) << count;
@@ -590,9 +576,11 @@ TEST_F(VsiCheck, LocalCountOfZeroOrLessMeansNoPairs) {
 }
 
 TEST_F(VsiCheck, LocalCountOfZeroOrLessStillNeedsItsFixedPart) {
-    auto v = cf::vsi_with_count(kIf, 7, 1, {}, -1);
-    cf::exact_buf l(v.data(), 700);
-    EXPECT_EQ(check_pair(9, l.data(), 700, lcl_.data(), lcl_.size(), h_), kCode9);
+    auto v = zt::vsi_with_count(kIf, 7, 1, {}, -1);
+    zt::exact_buf l(v.data(), 700);
+    EXPECT_EQ(
+        check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(), 700, lcl_.data(), lcl_.size(), h_),
+        kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value too short, "
                                   "len:700, min:792\n"));
 }
@@ -606,23 +594,23 @@ std::vector<uint8_t> head_and_pairs(const std::vector<uint8_t> &full) {
 TEST_F(VsiCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
     drelm_host_set_pelk_oper_ver(39);
     auto short_rmt = head_and_pairs(lcl_);
-    cf::exact_buf r(short_rmt);
+    zt::exact_buf r(short_rmt);
     ASSERT_EQ(r.size(), 36u);
     EXPECT_EQ(check(r.data(), uint32_t(r.size())), 0u) << zt::dump_events();
     EXPECT_EQ(h_.passed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(h_.failed().empty());
     // The local value may be as short too.
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
-    cf::exact_buf l(short_rmt);
-    EXPECT_EQ(check_pair(9, l.data(), 36, r.data(), 36, h), 0u);
+    zt::exact_buf l(short_rmt);
+    EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, l.data(), 36, r.data(), 36, h), 0u);
     // Still whole pairs: a count past the value is refused.
-    auto over = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 2);
-    cf::exact_buf r2(over.data(), 28);
+    auto over = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 2);
+    zt::exact_buf r2(over.data(), 28);
     EXPECT_EQ(check(r2.data(), 28), kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:28 "
                                   "does not hold dyn_map_cnt:2\n"));
-    cf::exact_buf r3(over.data(), 16);
+    zt::exact_buf r3(over.data(), 16);
     EXPECT_EQ(check(r3.data(), 16), kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
                                   "len:16, min:20\n"));
@@ -631,7 +619,7 @@ TEST_F(VsiCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
 TEST_F(VsiCheck, PeerFromVersion40MustSendTheWholeValue) {
     drelm_host_set_pelk_oper_ver(40);
     auto short_rmt = head_and_pairs(lcl_);
-    cf::exact_buf r(short_rmt);
+    zt::exact_buf r(short_rmt);
     EXPECT_EQ(check(r.data(), uint32_t(r.size())), kCode9);
     EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
@@ -639,12 +627,12 @@ TEST_F(VsiCheck, PeerFromVersion40MustSendTheWholeValue) {
 }
 
 TEST_F(VsiCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {
-    auto good = vsis({lcl_});
+    auto good = zt::vsis({lcl_});
     // The remote array's only value claims 4096 pairs and ends where the heap block ends.
-    auto bad = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}, {6000, 20}}, 4096);
-    auto rmt = vsis({bad});
-    cf::exact_buf r = cf::exact_array(rmt);
-    cf::holders h;
+    auto bad = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}, {6000, 20}}, 4096);
+    auto rmt = zt::vsis({bad});
+    zt::exact_buf r = zt::exact_array(rmt);
+    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, good.get(), r.as<tlv_array_t>(), 0, 0, &h.pass,
                                                &h.fail),
               kCode9);
@@ -652,12 +640,12 @@ TEST_F(VsiCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {
 }
 
 TEST_F(VsiCheck, FailuresOfSeveralServiceInstancesGatherInTheHolders) {
-    cf::add_memvni(102, 7000);
-    ASSERT_NE(cf::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}), nullptr);
+    zt::add_memvni(102, 7000);
+    ASSERT_NE(zt::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}), nullptr);
     auto l8 = zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}});
     auto r7 = zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}, {6000, 20}});
-    auto lcl = vsis({lcl_, l8}), rmt = vsis({r7, l8});
-    cf::holders h;
+    auto lcl = zt::vsis({lcl_, l8}), rmt = zt::vsis({r7, l8});
+    zt::holders h;
     // The first instance fails (admin); the second matches, but its per-VNI verdict looks at
     // the whole failed set, which still holds the first instance's VNIs.
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),

@@ -2,26 +2,20 @@
 // and the export is checked against itself and against copies altered in exactly one place.
 #include <memory>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-constexpr uint32_t kIf = 0x1000;
+using zt::kIf;
 constexpr uint32_t kCode8 = ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
 constexpr uint32_t kCode9 = ZORV_DREL_ERR_COMPAT_INTF_VSI;
 
-struct msg_deleter {
-    void operator()(msg_t *m) const { msg_destroy(m); }
-};
-struct tracked_deleter {
-    void operator()(void *p) const { tracked_free(zt::kSvc, p); }
-};
-using array_ptr = std::unique_ptr<tlv_array_t, tracked_deleter>;
+using array_ptr = std::unique_ptr<tlv_array_t, zt::tracked_deleter>;
 
 // Applies one configuration message of the header form and releases what it hands back.
 void configure(uint32_t if_index, const zt::tlv_buf &tlvs) {
     const auto payload = zt::make_update(0, if_index, tlvs, true);
-    std::unique_ptr<msg_t, msg_deleter> m(
+    zt::msg_ptr m(
         msg_create(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload.data(), uint32_t(payload.size())));
     ASSERT_NE(m, nullptr);
     tlv_array_t *copy = nullptr;
@@ -127,7 +121,7 @@ class CompatE2E : public ::testing::Test {
         EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_vsi_all_t), 0u);
         EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_member_vni_t), 0u);
     }
-    uint32_t graceful(tlv_array_t *lcl, tlv_array_t *rmt, cf::holders &h) {
+    uint32_t graceful(tlv_array_t *lcl, tlv_array_t *rmt, zt::holders &h) {
         h.reset();
         return zorv_drel_type1_cfg_compat_check(0, lcl, rmt, 0, 0, &h.pass, &h.fail);
     }
@@ -136,7 +130,7 @@ class CompatE2E : public ::testing::Test {
 };
 
 TEST_F(CompatE2E, ExportAgainstItselfPassesEverywhere) {
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(graceful(if_.get(), if_.get(), h), 0u);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000, 5001, 6000, 7000, 7001}));
@@ -158,7 +152,7 @@ TEST_F(CompatE2E, OneVniAlteredIsChargedAlone) {
     ASSERT_NE(v2, nullptr);
     ASSERT_EQ(v2->dyn_map[1].dot1q, 21u);
     v2->dyn_map[1].vni = 7999; // VLAN 21: 7000 locally
-    cf::holders h;
+    zt::holders h;
     // The last instance matches, but the verdict looks at the whole failed set.
     EXPECT_EQ(graceful(if_.get(), rmt.get(), h), kCode9);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{7000}));
@@ -174,7 +168,7 @@ TEST_F(CompatE2E, OneAdminStatusAlteredChargesThatInstancesVnis) {
     vsi_all_t *v2 = rmt.vsi(2);
     ASSERT_NE(v2, nullptr);
     v2->admin = 0;
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(graceful(if_.get(), rmt.get(), h), kCode9);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000, 7000}));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000, 5001, 7001}));
@@ -188,7 +182,7 @@ TEST_F(CompatE2E, OneAdminStatusAlteredChargesThatInstancesVnis) {
 TEST_F(CompatE2E, OneMappingModeAlteredFailsOnlyThatPairOfTheStrictCheck) {
     array_copy rmt(if_.get());
     rmt.vsi(1)->map_mode = ZORV_MAP_MODE_LLDP;
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(graceful(if_.get(), rmt.get(), h), 0u); // the graceful check ignores modes
     EXPECT_TRUE(h.failed().empty());
     EXPECT_EQ(strict_verdicts(if_.get(), rmt.get()), (std::vector<uint32_t>{kCode9, 0, 0}));
@@ -205,7 +199,7 @@ TEST_F(CompatE2E, OneProfileNameAlteredFailsOnlyThatPairFromVersion40) {
     array_copy rmt(if_.get());
     vsi_all_t *v3 = rmt.vsi(3);
     std::strcpy(ZORV_VSI_ALL_TAIL(v3, v3->dyn_map_cnt)->prof_name, "silver");
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(graceful(if_.get(), rmt.get(), h), 0u);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_EQ(strict_verdicts(if_.get(), rmt.get()), (std::vector<uint32_t>{0, 0, kCode9}));
@@ -227,7 +221,7 @@ TEST_F(CompatE2E, OneMemberVniBdAlteredIsChargedAlone) {
         }
     }
     target->bd = 999;
-    cf::holders h;
+    zt::holders h;
     EXPECT_EQ(graceful(gbl_.get(), rmt.get(), h), 0u); // the last member VNI passes
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000}));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000, 5001, 7000, 7001}));
@@ -247,7 +241,7 @@ TEST_F(CompatE2E, OneMemberVniBdAlteredIsChargedAlone) {
 }
 
 TEST_F(CompatE2E, ExportAgainstAnEmptyPeerFailsEveryVni) {
-    cf::holders h;
+    zt::holders h;
     // One local instance against a peer that sent nothing for the interface.
     array_copy one(if_.get());
     one.get()->len = tlv_aligned_size(792 + 16);

@@ -2,28 +2,24 @@
 // are the same after 100,000 interface checks as before them.
 #include <malloc.h>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-constexpr uint32_t kIf = 0x1000;
-
-struct tracked_deleter {
-    void operator()(void *p) const { tracked_free(zt::kSvc, p); }
-};
+using zt::kIf;
 
 class Soak : public ::testing::Test {
   protected:
     void SetUp() override {
         drelm_host_set_interface(kIf, 1, 3);
-        cf::pairs_t many;
+        zt::pairs_t many;
         for (uint32_t v = 1; v <= 30; ++v) {
             many.push_back({100000 + v, v});
-            cf::add_memvni(v, 100000 + v);
+            zt::add_memvni(v, 100000 + v);
         }
-        ASSERT_NE(cf::add_vsi(kIf, 1, 1, ZORV_MAP_MODE_STATIC, many), nullptr);
-        ASSERT_NE(cf::add_vsi(kIf, 2, 1, ZORV_MAP_MODE_DFS, {{5000, 300}, {5001, 301}}), nullptr);
-        ASSERT_NE(cf::add_vsi(kIf, 3, 1, ZORV_MAP_MODE_STATIC, {{6000, 400}}), nullptr);
+        ASSERT_NE(zt::add_vsi(kIf, 1, 1, ZORV_MAP_MODE_STATIC, many), nullptr);
+        ASSERT_NE(zt::add_vsi(kIf, 2, 1, ZORV_MAP_MODE_DFS, {{5000, 300}, {5001, 301}}), nullptr);
+        ASSERT_NE(zt::add_vsi(kIf, 3, 1, ZORV_MAP_MODE_STATIC, {{6000, 400}}), nullptr);
         tlv_array_t *a = nullptr;
         ASSERT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &a), 0u);
         lcl_.reset(a);
@@ -51,7 +47,7 @@ class Soak : public ::testing::Test {
         return rc;
     }
 
-    std::unique_ptr<tlv_array_t, tracked_deleter> lcl_;
+    std::unique_ptr<tlv_array_t, zt::tracked_deleter> lcl_;
     std::vector<uint64_t> rmt_;
     int32_t failed_ = 0;
 };

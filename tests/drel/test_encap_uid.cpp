@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "cache_test_util.h"
+#include "zorv_test_cache.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define CT_ASAN 1
@@ -31,19 +31,19 @@ extern "C" void *malloc(size_t size) {
 
 namespace {
 
-using ct::kSrc;
+using zt::kSrc;
 
 uint32_t set(const std::string &s) {
     return zorv_drel_set_encap_uid(s.c_str());
 }
 
 uint32_t get(const std::string &s) {
-    encap_name_t r = ct::name_rec(s);
+    encap_name_t r = zt::name_rec(s);
     return zorv_drel_get_encap_uid(&r);
 }
 
 bool id_free(uint32_t id) {
-    return free_encap_bmp_p != nullptr && ct::bmp_has(*free_encap_bmp_p, id - 1);
+    return free_encap_bmp_p != nullptr && zorv::bmp::test(*free_encap_bmp_p, id - 1);
 }
 
 size_t uid_nodes() {
@@ -84,7 +84,7 @@ TEST(EncapUid, NamesAreOrderedInTheTree) {
     for (const char *s : {"m", "b", "z", "a"})
         set(s);
     std::string order;
-    for (auto *n : ct::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl))
+    for (auto *n : zt::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl))
         order += n->encap_name;
     EXPECT_EQ(order, "abmz");
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), 4u);
@@ -219,7 +219,7 @@ TEST(EncapUid, DeleteDoesNotFreeTheIdentifier) {
 TEST(EncapUid, LongNamesAreCutTo255) {
     std::string longname(300, 'k');
     EXPECT_EQ(set(longname), 1u);
-    auto nodes = ct::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl);
+    auto nodes = zt::walk<encap_uid_node_t>(zorv_drel_encap_uid_avl);
     ASSERT_EQ(nodes.size(), 1u);
     EXPECT_EQ(std::strlen(nodes[0]->encap_name), 255u);
     EXPECT_EQ(get(longname.substr(0, 255)), 1u);
@@ -227,7 +227,7 @@ TEST(EncapUid, LongNamesAreCutTo255) {
 
 TEST(EncapUid, InsertAllocationFailure) {
     EXPECT_EQ(set("a"), 1u);
-    ct::fault_guard f(0, 2);
+    zt::fault_guard f(0, 2);
     EXPECT_EQ(set("b"), 0u);
     EXPECT_EQ(zorv_drel_restore_encap_uid("c", 7), ZORV_DREL_ERR_NO_MEMORY);
     tracked_mem_fault_set(zt::kSvc, 0, 0);
@@ -258,14 +258,16 @@ TEST(EncapUid, BitmapMallocFailure) {
 }
 
 TEST(EncapUid, ParameterIndex) {
-    EXPECT_EQ(zorv_drel_lib_get_uid(5, 12, nullptr), 5u);
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_INTF_VSI_ADMIN, 12, nullptr), 5u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": Unsupported type:5\n"));
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:5, id=5\n"));
-    member_vni_t m = ct::memvni(100, 5000);
-    EXPECT_EQ(zorv_drel_lib_get_uid(8, 8, &m), 5000u);
+    member_vni_t m = zt::memvni(100, 5000);
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_GBL_MEMBER_VNI, 8, &m), 5000u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:8, id=5000\n"));
     auto v = zt::make_vsi_all(1, 77, 1, 1, {});
-    EXPECT_EQ(zorv_drel_lib_get_uid(9, static_cast<uint32_t>(v.size()), v.data()), 77u);
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, static_cast<uint32_t>(v.size()),
+                                    v.data()),
+              77u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": :9\n")) << zt::dump_events();
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:9, id=77\n"));
 }

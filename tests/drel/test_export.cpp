@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "params_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using pt::kIf;
-using pt::kIf2;
+using zt::kIf;
+using zt::kIf2;
 
 constexpr const char *kGet = "zorv_drel_type1_cfg_get_params";
 constexpr const char *kGbl = "zorv_drel_gbl_cfg_avl_get_params";
@@ -35,26 +35,28 @@ struct info_holder {
 
 class ExportTest : public ::testing::Test {
   protected:
-    pt::live_baseline base;
+    zt::live_baseline base;
 
     static void fill_global() {
         zt::tlv_buf b;
-        b.add(8, member_vni_t{200, 6000});
-        b.add(8, member_vni_t{100, 5000});
-        auto map = pt::map_val("silver", {{5, 9000}, {4095, 9001}});
-        b.add(2, map.get(), sizeof *map);
-        pt::add_bytes(b, 1, pt::name_wire("gold"));
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 1, 0), 0u);
     }
     static void fill_interface() {
         zt::tlv_buf b;
-        pt::add_bytes(b, 9,
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                       zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_LLDP,
                                        {{9000, 5}, {9002, 20}, {9001, 6}}, {5, 6, 20}, "gold"));
-        pt::add_bytes(b, 9, zt::make_vsi_all(kIf, 3, 0, ZORV_MAP_MODE_STATIC, {}, {}, ""));
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(kIf, 3, 0, ZORV_MAP_MODE_STATIC, {}, {}, ""));
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 0, kIf), 0u);
         zt::tlv_buf o;
-        pt::add_bytes(o, 9, zt::make_vsi_all(kIf2, 7, 1, 1, {{7000, 7}}));
+        zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(kIf2, 7, 1, 1, {{7000, 7}}));
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, kIf2), 0u);
     }
 };
@@ -79,25 +81,25 @@ TEST_F(ExportTest, GlobalArrayExactSizeOrderAndValues) {
         ASSERT_NE(a.p, nullptr);
         // 4 + gold {260} + silver {260 + 16644} + two member VNIs {12 each}
         const uint32_t size = 4 + 260 + 260 + 16644 + 24;
-        EXPECT_EQ(zt::stats(3).live_bytes, size);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, size);
         EXPECT_EQ(a.p->len + 4, size);
         EXPECT_TRUE(zt::has_log(kGbl, ": TLV array size " + std::to_string(size) + "\n"));
-        const auto t = pt::tlvs_of(a.p);
+        const auto t = zt::tlvs(a.p);
         ASSERT_EQ(t.size(), 5u);
-        EXPECT_EQ(t[0].first, 1);
-        EXPECT_EQ(t[0].second, pt::name_wire("gold"));
-        EXPECT_EQ(t[1].first, 1);
-        EXPECT_EQ(t[1].second, pt::name_wire("silver"));
-        EXPECT_EQ(t[2].first, 2);
-        ASSERT_EQ(t[2].second.size(), sizeof(encap_map_t));
-        auto map = pt::map_val("silver", {{5, 9000}, {4095, 9001}});
-        EXPECT_EQ(std::memcmp(t[2].second.data(), map.get(), sizeof *map), 0);
-        EXPECT_EQ(t[3].first, 8);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[3].second).bd, 100u);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[3].second).vni, 5000u);
-        EXPECT_EQ(t[4].first, 8);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[4].second).bd, 200u);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[4].second).vni, 6000u);
+        EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+        EXPECT_EQ(t[0].value, zt::name_wire("gold"));
+        EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+        EXPECT_EQ(t[1].value, zt::name_wire("silver"));
+        EXPECT_EQ(t[2].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
+        ASSERT_EQ(t[2].value.size(), sizeof(encap_map_t));
+        auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
+        EXPECT_EQ(std::memcmp(t[2].value.data(), map.get(), sizeof *map), 0);
+        EXPECT_EQ(t[3].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).bd, 100u);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).vni, 5000u);
+        EXPECT_EQ(t[4].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).bd, 200u);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).vni, 6000u);
         EXPECT_TRUE(zt::has_log(kGbl, ": Adding memvni tlv - bd:100, vni:5000\n"));
         EXPECT_TRUE(zt::has_log(kGbl, ": Adding memvni tlv - bd:200, vni:6000\n"));
         EXPECT_TRUE(zt::has_log(kGbl, ": num_tlvs = 5\n"));
@@ -107,15 +109,15 @@ TEST_F(ExportTest, GlobalArrayExactSizeOrderAndValues) {
 
 TEST_F(ExportTest, ProfileWithoutMapGivesOneTlv) {
     zt::tlv_buf b;
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 1, 0), 0u);
     array_holder a;
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_get_params(&a.p), 0u);
-    EXPECT_EQ(zt::stats(3).live_bytes, 264u);
-    const auto t = pt::tlvs_of(a.p);
+    EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, 264u);
+    const auto t = zt::tlvs(a.p);
     ASSERT_EQ(t.size(), 1u);
-    EXPECT_EQ(t[0].first, 1);
-    EXPECT_EQ(t[0].second.size(), 256u);
+    EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+    EXPECT_EQ(t[0].value.size(), 256u);
 }
 
 TEST_F(ExportTest, GlobalArrayAllocationFailureReturnsOne) {
@@ -167,11 +169,11 @@ TEST_F(ExportTest, MemberVniExportAlone) {
     {
         array_holder a;
         ASSERT_EQ(zorv_drel_gbl_cfg_memvni_avl_get_params(&a.p), 0u);
-        EXPECT_EQ(zt::stats(3).live_bytes, 28u);
-        const auto t = pt::tlvs_of(a.p);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, 28u);
+        const auto t = zt::tlvs(a.p);
         ASSERT_EQ(t.size(), 2u);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[0].second).vni, 5000u);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[1].second).vni, 6000u);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[0].value).vni, 5000u);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[1].value).vni, 6000u);
         EXPECT_TRUE(zt::has_log(kMv, ": TLV array size 28\n"));
         EXPECT_TRUE(zt::has_log(kMv, ": num_tlvs = 2\n"));
     }
@@ -211,7 +213,7 @@ TEST_F(ExportTest, InterfaceWithoutNodes) {
     EXPECT_TRUE(zt::has_log(kIfg, ": Error: No config entries found \n"));
     // nodes of another interface only
     zt::tlv_buf o;
-    pt::add_bytes(o, 9, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
+    zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, kIf2), 0u);
     EXPECT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &a.p), 0u);
     EXPECT_EQ(a.p, nullptr);
@@ -228,22 +230,22 @@ TEST_F(ExportTest, InterfaceArrayValuesAndOverReservation) {
         // vsi 3: aligned(792); vsi 7: aligned(792) + aligned(24): one TLV per node is written,
         // so 4 bytes stay unused
         const uint32_t size = 4 + 796 + 796 + 28;
-        EXPECT_EQ(zt::stats(3).live_bytes, size);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, size);
         EXPECT_EQ(a.p->len, 796u + 820u);
         EXPECT_TRUE(zt::has_log(kIfg, ": TLV array size " + std::to_string(size) + "\n"));
-        const auto t = pt::tlvs_of(a.p);
+        const auto t = zt::tlvs(a.p);
         ASSERT_EQ(t.size(), 2u);
         // service-instance order: 3, then 7
-        EXPECT_EQ(t[0].first, 9);
-        ASSERT_EQ(t[0].second.size(), 792u);
-        const auto *v3 = reinterpret_cast<const vsi_all_t *>(t[0].second.data());
+        EXPECT_EQ(t[0].type, ZORV_TYPE1_INTF_VSI_ATTRIBUTES);
+        ASSERT_EQ(t[0].value.size(), 792u);
+        const auto *v3 = reinterpret_cast<const vsi_all_t *>(t[0].value.data());
         EXPECT_EQ(v3->vsi, 3u);
         EXPECT_EQ(v3->dyn_map_cnt, 0u);
         EXPECT_EQ(v3->map_mode, ZORV_MAP_MODE_STATIC);
-        EXPECT_EQ(pt::read_as<uint32_t>(t[0].second, 20), 512u);
+        EXPECT_EQ(zt::read_as<uint32_t>(t[0].value, 20), 512u);
 
-        ASSERT_EQ(t[1].second.size(), 816u);
-        const auto *v7 = reinterpret_cast<const vsi_all_t *>(t[1].second.data());
+        ASSERT_EQ(t[1].value.size(), 816u);
+        const auto *v7 = reinterpret_cast<const vsi_all_t *>(t[1].value.data());
         EXPECT_EQ(v7->if_index, kIf);
         EXPECT_EQ(v7->vsi, 7u);
         EXPECT_EQ(v7->admin, 1u);
@@ -256,8 +258,8 @@ TEST_F(ExportTest, InterfaceArrayValuesAndOverReservation) {
         }
         const vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(v7, 3);
         EXPECT_EQ(tail->dot1q_bmp.len, 512u);
-        EXPECT_TRUE(pt::bmp_has(tail->dot1q_bmp, 20));
-        EXPECT_FALSE(pt::bmp_has(tail->dot1q_bmp, 7));
+        EXPECT_TRUE(zorv::bmp::test(tail->dot1q_bmp, 20));
+        EXPECT_FALSE(zorv::bmp::test(tail->dot1q_bmp, 7));
         EXPECT_STREQ(tail->prof_name, "gold");
 
         EXPECT_TRUE(zt::has_log(kIfg, ": setting dyn map(3): "));
@@ -277,14 +279,14 @@ TEST_F(ExportTest, InterfaceModesFromFlags) {
                               ZORV_MAP_MODE_VDP, ZORV_MAP_MODE_LLDP};
     zt::tlv_buf b;
     for (uint32_t m : modes)
-        pt::add_bytes(b, 9, zt::make_vsi_all(kIf, 10 + m, 1, m, {}));
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf, 10 + m, 1, m, {}));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 0, kIf), 0u);
     array_holder a;
     ASSERT_EQ(zorv_drel_if_cfg_avl_get_params(kIf, &a.p), 0u);
-    const auto t = pt::tlvs_of(a.p);
+    const auto t = zt::tlvs(a.p);
     ASSERT_EQ(t.size(), 5u);
     for (size_t i = 0; i < 5; ++i)
-        EXPECT_EQ(reinterpret_cast<const vsi_all_t *>(t[i].second.data())->map_mode, modes[i]);
+        EXPECT_EQ(reinterpret_cast<const vsi_all_t *>(t[i].value.data())->map_mode, modes[i]);
 }
 
 TEST_F(ExportTest, InterfaceAllocationFailures) {
@@ -332,20 +334,21 @@ void expect_entry(const drelm_app_info_entry_t &e, uint32_t type, const char *na
 
 TEST_F(ExportTest, ParamInfoRows) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::add_bytes(b, 9, zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
     {
-        const std::vector<uint8_t> exact = pt::exact_copy(b);
+        zt::exact_buf exact = zt::exact_array(b);
         info_holder i;
-        ASSERT_EQ(zorv_drel_type1_cfg_get_param_info(pt::as_array(exact), &i.p), 0u);
+        ASSERT_EQ(zorv_drel_type1_cfg_get_param_info(exact.as<tlv_array_t>(), &i.p), 0u);
         ASSERT_NE(i.p, nullptr);
-        EXPECT_EQ(zt::stats(4).live_bytes, 4u + 2u * 780u);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_drelm_app_info_t).live_bytes, 4u + 2u * 780u);
         EXPECT_EQ(i.p->count, 2u);
         expect_entry(i.p->entries[0], 8, "Gbl BD member vni", "BD:100 VNI:5000");
         expect_entry(i.p->entries[1], 9, "Service instance vni",
                      "Vsi:7 Admin:Up Map:5,9000  VDP:TRUE VMT:FALSE DFS:FALSE LLDP:FALSE "
                      "AllwdDot1q: 5 ProfName: gold");
-        EXPECT_TRUE(pt::has_log_prefix(kInfo, ": type-1 (tlv_array:0x"));
+        EXPECT_TRUE(zt::has_log_prefix(kInfo, ": type-1 (tlv_array:0x"));
         EXPECT_TRUE(zt::has_log(kInfo, ": Num Tlvs 2 \n"));
     }
     base.expect_same();
@@ -353,8 +356,8 @@ TEST_F(ExportTest, ParamInfoRows) {
 
 TEST_F(ExportTest, ParamInfoStopsAtOtherTypes) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), ZORV_DREL_ERR_INVALID_ARG);
     ASSERT_NE(i.p, nullptr); // handed over all the same
@@ -377,7 +380,7 @@ TEST_F(ExportTest, ParamInfoNullAndEmpty) {
 
 TEST_F(ExportTest, ParamInfoAllocationFailureReturnsOne) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     drelm_app_info_t *p = reinterpret_cast<drelm_app_info_t *>(uintptr_t{0x77});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_get_param_info(b.get(), &p);
@@ -391,7 +394,7 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
     {
         zt::tlv_buf b;
         const uint32_t bd = 100;
-        b.add(8, &bd, 4);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd, 4);
         info_holder i;
         EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kInfo, ": Error: value of type:8 too short (len:4, need:8)\n"));
@@ -402,10 +405,10 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
         zt::tlv_buf b;
         auto v = zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}});
         reinterpret_cast<vsi_all_t *>(v.data())->dyn_map_cnt = 100;
-        pt::add_bytes(b, 9, v);
-        const std::vector<uint8_t> exact = pt::exact_copy(b);
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
+        zt::exact_buf exact = zt::exact_array(b);
         info_holder i;
-        EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(pt::as_array(exact), &i.p),
+        EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(exact.as<tlv_array_t>(), &i.p),
                   ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kInfo, ": Error: malformed value of type:9 len:800\n"));
     }
@@ -414,14 +417,14 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
 
 TEST_F(ExportTest, ParamInfoWalkFailure) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::append_cut_tlv(b, 9, 792);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::append_cut_tlv(b, 9, 792);
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), TLV_ERR_MALFORMED);
     ASSERT_NE(i.p, nullptr);
     EXPECT_EQ(i.p->count, 2u);
     expect_entry(i.p->entries[0], 8, "Gbl BD member vni", "BD:100 VNI:5000");
-    EXPECT_TRUE(zt::has_log(kInfo, pt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
+    EXPECT_TRUE(zt::has_log(kInfo, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
 }
 
 } // namespace

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "params_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using pt::extraction;
-using pt::kIf;
-using pt::kIf2;
+using zt::extraction;
+using zt::kIf;
+using zt::kIf2;
 
 constexpr const char *kUpd = "zorv_drel_param_extractor_from_zorv_type1_upd";
 constexpr const char *kEntry = "zorv_drel_type1_cfg_param_extractor";
@@ -20,8 +20,8 @@ constexpr const char *kMvFn = "zorv_drel_extract_memvni_param";
 
 class ExtractTest : public ::testing::Test {
   protected:
-    void SetUp() override { drelm_host_set_interface(kIf, 1, pt::kDrelId); }
-    pt::live_baseline base;
+    void SetUp() override { drelm_host_set_interface(kIf, 1, zt::kDrelId); }
+    zt::live_baseline base;
 };
 
 void expect_record(const drelm_app_cmd_extract_info_t &r, uint32_t type, uint32_t action,
@@ -37,9 +37,9 @@ void expect_record(const drelm_app_cmd_extract_info_t &r, uint32_t type, uint32_
 
 TEST_F(ExtractTest, ConfigRequestsAreRefused) {
     for (uint32_t opc : {ZORV_DREL_OPC_CLI_CONFIG, ZORV_DREL_OPC_CLI_TLV_CONFIG}) {
-        pt::msg_ptr m(msg_create_request(opc, 1));
+        zt::msg_ptr m(msg_create_request(opc, 1));
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(x.array_untouched());
         EXPECT_TRUE(x.info_untouched());
@@ -53,9 +53,9 @@ TEST_F(ExtractTest, ConfigRequestsAreRefused) {
 }
 
 TEST_F(ExtractTest, ConfigRequestWithoutHandle) {
-    pt::msg_ptr m(msg_create_request(ZORV_DREL_OPC_CLI_TLV_CONFIG, 0));
+    zt::msg_ptr m(msg_create_request(ZORV_DREL_OPC_CLI_TLV_CONFIG, 0));
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kEntry, ": Error: could not get the CLI (TLV) request handle\n"));
     EXPECT_EQ(zt::raw_count("Error zorv_drel_type1_cfg_param_extractor: CLI param extractor not "
@@ -65,20 +65,20 @@ TEST_F(ExtractTest, ConfigRequestWithoutHandle) {
 
 TEST_F(ExtractTest, UnknownOpcodeLogsOnlyTheEntryLine) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::msg_ptr m = pt::make_msg(0x1234, zt::make_update(0, 0, b, false));
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::msg_ptr m = zt::make_msg(0x1234, zt::make_update(0, 0, b, false));
     debug_history_clear(zt::kSvc);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(zt::events().size(), 1u) << zt::dump_events();
     EXPECT_TRUE(zt::has_log(kEntry, ": type-1 (UNKNOWN) param extractor\n"));
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
 }
 
 TEST_F(ExtractTest, NullMessageIsRefused) {
     extraction x;
-    pt::extract(nullptr, x);
+    zt::extract(nullptr, x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(zorv_drel_param_extractor_from_zorv_type1_upd(nullptr, &x.array, &x.num, &x.reserved,
                                                             &x.info),
@@ -91,22 +91,22 @@ TEST_F(ExtractTest, NullMessageIsRefused) {
 
 TEST_F(ExtractTest, BareFormMemberVniAdd) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::msg_ptr m = pt::update_msg(0, 0, b, false);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::msg_ptr m = zt::update_msg(0, 0, b, false);
     {
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         ASSERT_EQ(x.rc, 0u) << zt::dump_events();
         EXPECT_EQ(x.num, 1u);
         EXPECT_EQ(x.reserved, 0u);
         ASSERT_NE(x.array, nullptr);
         ASSERT_NE(x.info, nullptr);
         // The copy holds exactly param_len bytes, byte for byte.
-        EXPECT_EQ(zt::stats(3).live_bytes, b.size());
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, b.size());
         EXPECT_EQ(std::memcmp(x.array, b.get(), b.size()), 0);
-        EXPECT_EQ(zt::stats(5).live_bytes, 20u);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t).live_bytes, 20u);
         expect_record(x.info[0], 8, 1, 5000, 1, 0);
-        auto *n = pt::memvni_node(5000);
+        auto *n = zt::memvni_node(5000);
         ASSERT_NE(n, nullptr);
         EXPECT_EQ(n->bd, 100u);
         EXPECT_TRUE(zt::has_log(kEntry, ": type-1 (ZORV_TYPE1_UPD) param extractor\n"));
@@ -126,15 +126,15 @@ TEST_F(ExtractTest, BareFormMemberVniAdd) {
 TEST_F(ExtractTest, HeaderFormInterfaceAdd) {
     const auto v = zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold");
     zt::tlv_buf b;
-    pt::add_bytes(b, 9, v);
-    pt::msg_ptr m = pt::update_msg(0, kIf, b, true);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
+    zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         ASSERT_EQ(x.rc, 0u) << zt::dump_events();
         EXPECT_EQ(x.num, 1u);
         expect_record(x.info[0], 9, 1, 7, 0, kIf);
-        auto *n = pt::if_node(kIf, 7);
+        auto *n = zt::if_node(kIf, 7);
         ASSERT_NE(n, nullptr);
         EXPECT_EQ(n->dot1q_vni[5], 9000u);
         EXPECT_EQ(n->vdp, 1u);
@@ -152,27 +152,27 @@ TEST_F(ExtractTest, HeaderFormInterfaceAdd) {
 
 TEST_F(ExtractTest, RespPresentZeroWritesNothing) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, true);
     std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
-    pt::msg_ptr m = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
+    zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, 0u);
     EXPECT_TRUE(x.array_untouched());
     EXPECT_TRUE(x.info_untouched());
     EXPECT_EQ(x.num, 0xA5A5A5A5u);
     EXPECT_EQ(x.reserved, 0xA5A5A5A5u);
     EXPECT_TRUE(zt::has_log(kUpd, ": Null payload\n"));
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(ExtractTest, MissingPayloadWritesNothing) {
     for (uint32_t opc : {ZORV_DREL_OPC_TYPE1_UPD, ZORV_DREL_OPC_TYPE1_UPD_HDR}) {
-        pt::msg_ptr m = pt::make_msg(opc, {});
+        zt::msg_ptr m = zt::make_msg(opc, {});
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         EXPECT_EQ(x.rc, 0u);
         EXPECT_TRUE(x.array_untouched());
         EXPECT_TRUE(x.info_untouched());
@@ -182,9 +182,9 @@ TEST_F(ExtractTest, MissingPayloadWritesNothing) {
 
 TEST_F(ExtractTest, ZeroParamLenWritesNothing) {
     std::vector<uint8_t> payload(12, 0); // is_delete, if_index, param_len 0
-    pt::msg_ptr m = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
+    zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, 0u);
     EXPECT_TRUE(x.array_untouched());
     EXPECT_TRUE(x.info_untouched());
@@ -193,9 +193,9 @@ TEST_F(ExtractTest, ZeroParamLenWritesNothing) {
 
 TEST_F(ExtractTest, EmptyArrayHasNoTlvs) {
     zt::tlv_buf b; // header only
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpd, ": Failed to find tlvs\n"));
     EXPECT_TRUE(x.info_untouched());
@@ -206,16 +206,16 @@ TEST_F(ExtractTest, EmptyArrayHasNoTlvs) {
 
 TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     for (bool hdr : {false, true}) {
         auto payload = zt::make_update(0, 0, b, hdr);
         const uint32_t off = hdr ? 16 : 0;
         const uint32_t too_long = b.size() + 1;
         std::memcpy(payload.data() + off + 8, &too_long, 4);
-        pt::msg_ptr m =
-            pt::make_msg(hdr ? ZORV_DREL_OPC_TYPE1_UPD_HDR : ZORV_DREL_OPC_TYPE1_UPD, payload);
+        zt::msg_ptr m =
+            zt::make_msg(hdr ? ZORV_DREL_OPC_TYPE1_UPD_HDR : ZORV_DREL_OPC_TYPE1_UPD, payload);
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(x.array_untouched());
         EXPECT_TRUE(x.info_untouched());
@@ -223,35 +223,35 @@ TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
                                  " runs past payload len=" + std::to_string(payload.size()) + "\n";
         EXPECT_TRUE(zt::has_log(kUpd, line)) << zt::dump_events();
     }
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(ExtractTest, HugeParamLenIsRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, false);
     const uint32_t huge = 0xFFFFFFF8u;
     std::memcpy(payload.data() + 8, &huge, 4);
-    pt::msg_ptr m = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
+    zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     base.expect_same();
 }
 
 TEST_F(ExtractTest, ShortPayloadsAreRefused) {
     // bare form shorter than its 12-byte record
-    pt::msg_ptr bare = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, std::vector<uint8_t>(11, 0));
+    zt::msg_ptr bare = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, std::vector<uint8_t>(11, 0));
     // header form shorter than its header
-    pt::msg_ptr tiny = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, std::vector<uint8_t>(8, 0));
+    zt::msg_ptr tiny = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, std::vector<uint8_t>(8, 0));
     // header form with its header but not the whole record behind it
     std::vector<uint8_t> p27(27, 0);
     p27[ZORV_DREL_UPD_RESP_PRESENT_OFF] = 1;
-    pt::msg_ptr hdr = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, p27);
+    zt::msg_ptr hdr = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, p27);
     for (const msg_t *m : {bare.get(), tiny.get(), hdr.get()}) {
         extraction x;
-        pt::extract(m, x);
+        zt::extract(m, x);
         EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(x.array_untouched());
         EXPECT_TRUE(x.info_untouched());
@@ -264,19 +264,19 @@ TEST_F(ExtractTest, ShortPayloadsAreRefused) {
 
 TEST_F(ExtractTest, ArrayHeaderPastParamLenIsRefused) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
     auto payload = zt::make_update(0, 0, b, true);
     // The array claims 4 bytes more than param_len holds.
     const uint32_t claimed = b.get()->len + 4;
     std::memcpy(payload.data() + 16 + 12, &claimed, 4);
-    pt::msg_ptr m = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
+    zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpd, ": Error: tlv array does not fit in param len=16\n"))
         << zt::dump_events();
     EXPECT_TRUE(x.info_untouched());
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     base.expect_same();
 }
 
@@ -284,45 +284,45 @@ TEST_F(ExtractTest, ParamLenSmallerThanArrayHeaderIsRefused) {
     std::vector<uint8_t> payload(16, 0);
     const uint32_t words[3] = {0, 0, 3};
     std::memcpy(payload.data(), words, 12);
-    pt::msg_ptr m = pt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
+    zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpd, ": Error: tlv array does not fit in param len=3\n"));
 }
 
 TEST_F(ExtractTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::append_cut_tlv(b, 8, 8);
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::append_cut_tlv(b, 8, 8);
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         EXPECT_EQ(x.rc, TLV_ERR_MALFORMED);
         EXPECT_EQ(x.info, nullptr); // withdrawn
         EXPECT_TRUE(x.array_untouched());
         EXPECT_EQ(x.num, 2u);
-        EXPECT_TRUE(zt::has_log(kUpd, pt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")))
+        EXPECT_TRUE(zt::has_log(kUpd, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")))
             << zt::dump_events();
     }
     // The first TLV's cache change stays.
-    ASSERT_NE(pt::memvni_node(5000), nullptr);
+    ASSERT_NE(zt::memvni_node(5000), nullptr);
     base.expect_same();
 }
 
 TEST_F(ExtractTest, TooShortValueFailsOnlyItsTlv) {
     zt::tlv_buf b;
     const uint32_t short_admin[2] = {kIf, 7};
-    b.add(5, short_admin, sizeof short_admin);
-    b.add(5, vsi_admin_t{kIf, 8, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin, sizeof short_admin);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
     auto bad9 = zt::make_vsi_all(kIf, 9, 1, 1, {{9000, 5}});
     reinterpret_cast<vsi_all_t *>(bad9.data())->dyn_map_cnt = 2; // claims one pair too many
-    pt::add_bytes(b, 9, bad9);
-    pt::msg_ptr m = pt::update_msg(0, kIf, b, true);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, bad9);
+    zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         ASSERT_EQ(x.rc, 0u);
         ASSERT_EQ(x.num, 3u);
         expect_record(x.info[0], 0, 0, 0, 0, kIf);
@@ -335,57 +335,57 @@ TEST_F(ExtractTest, TooShortValueFailsOnlyItsTlv) {
         EXPECT_TRUE(
             zt::has_log(kUpd, ": Error: could not extract info for type:9, is_delete:0 \n"));
     }
-    EXPECT_EQ(pt::if_nodes().size(), 1u);
-    EXPECT_NE(pt::if_node(kIf, 8), nullptr);
+    EXPECT_EQ(zt::if_nodes().size(), 1u);
+    EXPECT_NE(zt::if_node(kIf, 8), nullptr);
     base.expect_same();
 }
 
 TEST_F(ExtractTest, TooShortMemberVni) {
     zt::tlv_buf b;
     const uint32_t bd_only = 100;
-    b.add(8, &bd_only, 4);
-    b.add(8, member_vni_t{200, 6000});
-    pt::msg_ptr m = pt::update_msg(0, 0, b, false);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
+    zt::msg_ptr m = zt::update_msg(0, 0, b, false);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     ASSERT_EQ(x.rc, 0u);
     expect_record(x.info[0], 0, 0, 0, 1, 0);
     expect_record(x.info[1], 8, 1, 6000, 1, 0);
     EXPECT_TRUE(zt::has_log(kMvFn, ": Error: value of type:8 too short (len:4, need:8)\n"));
-    EXPECT_EQ(pt::memvni_nodes().size(), 1u);
+    EXPECT_EQ(zt::memvni_nodes().size(), 1u);
 }
 
 // ---- allocation failures -----------------------------------------------------------------------
 
 TEST_F(ExtractTest, RecordArrayAllocationFailureReturnsOne) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     extraction x;
     tracked_mem_fault_set(zt::kSvc, 0, 1);
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     tracked_mem_fault_set(zt::kSvc, 0, 0);
     EXPECT_EQ(x.rc, 1u);
     EXPECT_EQ(x.info, nullptr);
     EXPECT_TRUE(x.array_untouched());
     EXPECT_TRUE(zt::has_log(kUpd, ": Failed malloc\n"));
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(ExtractTest, ArrayCopyAllocationFailureReturnsOne) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     extraction x;
     tracked_mem_fault_set(zt::kSvc, 1, 1);
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     tracked_mem_fault_set(zt::kSvc, 0, 0);
     EXPECT_EQ(x.rc, 1u);
     EXPECT_EQ(x.info, nullptr);
     EXPECT_TRUE(x.array_untouched());
     EXPECT_TRUE(zt::has_log(kUpd, ": Failed malloc\n"));
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     base.expect_same();
 }
 
@@ -396,10 +396,10 @@ class ExtractMemvniTest : public ExtractTest {
     // Extracts one type-8 TLV and returns its record.
     drelm_app_cmd_extract_info_t one(uint32_t is_delete, member_vni_t v, uint32_t *rc = nullptr) {
         zt::tlv_buf b;
-        b.add(8, v);
-        pt::msg_ptr m = pt::update_msg(is_delete, 0, b, true);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, v);
+        zt::msg_ptr m = zt::update_msg(is_delete, 0, b, true);
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         if (rc != nullptr) *rc = x.rc;
         EXPECT_EQ(x.rc, 0u);
         return x.info != nullptr && !x.info_untouched() ? x.info[0]
@@ -411,7 +411,7 @@ TEST_F(ExtractMemvniTest, FoundAndDeleteRemovesNode) {
     one(0, {100, 5000});
     const auto r = one(1, {100, 5000});
     expect_record(r, 8, 0, 5000, 1, 0);
-    EXPECT_EQ(pt::memvni_node(5000), nullptr);
+    EXPECT_EQ(zt::memvni_node(5000), nullptr);
     EXPECT_TRUE(zt::has_log(kMvFn, ": Found avl node - deleting\n"));
     EXPECT_TRUE(zt::has_log(kMvFn, ": Adding memvni bd:100, vni:5000, action:delete\n"));
     base.expect_same();
@@ -421,34 +421,34 @@ TEST_F(ExtractMemvniTest, FoundAndAddRebinds) {
     one(0, {100, 5000});
     const auto r = one(0, {200, 5000});
     expect_record(r, 8, 1, 5000, 1, 0);
-    ASSERT_NE(pt::memvni_node(5000), nullptr);
-    EXPECT_EQ(pt::memvni_node(5000)->bd, 200u);
-    EXPECT_EQ(pt::memvni_nodes().size(), 1u);
+    ASSERT_NE(zt::memvni_node(5000), nullptr);
+    EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
+    EXPECT_EQ(zt::memvni_nodes().size(), 1u);
     EXPECT_TRUE(zt::has_log(kMvFn, ": Found avl node - updating\n"));
 }
 
 TEST_F(ExtractMemvniTest, MissingAndDeleteOnlyLogs) {
     const auto r = one(1, {100, 5000});
     expect_record(r, 8, 0, 5000, 1, 0);
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
     EXPECT_TRUE(zt::has_log(kMvFn, ": Error: try to delete non-existent node\n"));
 }
 
 TEST_F(ExtractMemvniTest, MissingAndAddCreates) {
     const auto r = one(0, {100, 5000});
     expect_record(r, 8, 1, 5000, 1, 0);
-    EXPECT_EQ(pt::memvni_nodes().size(), 1u);
+    EXPECT_EQ(zt::memvni_nodes().size(), 1u);
 }
 
 TEST_F(ExtractMemvniTest, CreationFailureLeavesRecordZero) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(8, member_vni_t{101, 5001});
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
         extraction x;
         tracked_mem_fault_set(zt::kSvc, 2, 1); // records and copy succeed, the first node fails
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         tracked_mem_fault_set(zt::kSvc, 0, 0);
         ASSERT_EQ(x.rc, 0u);
         expect_record(x.info[0], 0, 0, 0, 1, 0);
@@ -457,20 +457,20 @@ TEST_F(ExtractMemvniTest, CreationFailureLeavesRecordZero) {
         EXPECT_TRUE(
             zt::has_log(kUpd, ": Error: could not extract info for type:8, is_delete:0 \n"));
     }
-    EXPECT_EQ(pt::memvni_node(5000), nullptr);
-    EXPECT_NE(pt::memvni_node(5001), nullptr);
+    EXPECT_EQ(zt::memvni_node(5000), nullptr);
+    EXPECT_NE(zt::memvni_node(5001), nullptr);
     base.expect_same();
 }
 
 TEST_F(ExtractMemvniTest, GlobalTypesOneAndTwoAreSkipped) {
     zt::tlv_buf b;
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
-    auto map = pt::map_val("gold", {{5, 9000}});
-    b.add(2, map.get(), sizeof *map);
-    pt::msg_ptr m = pt::update_msg(0, 0, b, true);
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+    auto map = zt::map_val("gold", {{5, 9000}});
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         ASSERT_EQ(x.rc, 0u);
         ASSERT_EQ(x.num, 2u);
         expect_record(x.info[0], 0, 0, 0, 1, 0);
@@ -482,13 +482,14 @@ TEST_F(ExtractMemvniTest, GlobalTypesOneAndTwoAreSkipped) {
         EXPECT_TRUE(zt::has_log(kUpd, ": INFO_P (array idx:1, is_gbl?1, if_idx:0x0, type:0, "
                                       "idx:0, ac?delete\n"));
     }
-    EXPECT_TRUE(pt::gbl_nodes().empty());
+    EXPECT_TRUE(zt::gbl_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(ExtractMemvniTest, NullValueIsRefused) {
     drelm_app_cmd_extract_info_t r{};
-    EXPECT_EQ(zorv_drel_extract_memvni_param(0, 8, 8, nullptr, &r), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_extract_memvni_param(0, ZORV_TYPE1_GBL_MEMBER_VNI, 8, nullptr, &r),
+              ZORV_DREL_ERR_INVALID_ARG);
     expect_record(r, 0, 0, 0, 0, 0);
 }
 
@@ -500,16 +501,17 @@ class ExtractIfTest : public ExtractTest {
                                      uint32_t if_index = kIf) {
         zt::tlv_buf b;
         b.add(type, v, len);
-        pt::msg_ptr m = pt::update_msg(is_delete, if_index, b, true);
+        zt::msg_ptr m = zt::update_msg(is_delete, if_index, b, true);
         extraction x;
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         EXPECT_EQ(x.rc, 0u);
         return x.info != nullptr && !x.info_untouched() ? x.info[0]
                                                         : drelm_app_cmd_extract_info_t{};
     }
     drelm_app_cmd_extract_info_t nine(uint32_t is_delete, uint32_t vsi, uint32_t if_index = kIf) {
         const auto v = zt::make_vsi_all(if_index, vsi, 1, 1, {{9000, 5}}, {5}, "gold");
-        return one(is_delete, 9, v.data(), static_cast<uint16_t>(v.size()), if_index);
+        return one(is_delete, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(),
+                   static_cast<uint16_t>(v.size()), if_index);
     }
 };
 
@@ -518,33 +520,34 @@ TEST_F(ExtractIfTest, FoundAndAddUpdates) {
     const vsi_admin_t a{kIf, 7, 0};
     const auto r = one(0, 5, &a, sizeof a);
     expect_record(r, 5, 1, 5, 0, kIf); // the index of a type 5 is its type
-    ASSERT_NE(pt::if_node(kIf, 7), nullptr);
-    EXPECT_EQ(pt::if_node(kIf, 7)->admin, 0u);
-    EXPECT_EQ(pt::if_nodes().size(), 1u);
+    ASSERT_NE(zt::if_node(kIf, 7), nullptr);
+    EXPECT_EQ(zt::if_node(kIf, 7)->admin, 0u);
+    EXPECT_EQ(zt::if_nodes().size(), 1u);
 }
 
 TEST_F(ExtractIfTest, FoundAndDeleteTypeNineRemovesNode) {
     nine(0, 7);
-    const vsi_encap_rng_t rng = pt::rng_val(kIf, 7, "gold", {5});
+    const vsi_encap_rng_t rng = zt::rng_val(kIf, 7, "gold", {5});
     one(0, 6, &rng, sizeof rng); // gives the node an encap entry
     const auto r = nine(1, 7);
     expect_record(r, 9, 0, 7, 0, kIf);
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
     EXPECT_TRUE(zt::has_log(kIfFn, ": Action Delete: deleting if_index:0x1000 vsi:7 cache node\n"));
     EXPECT_TRUE(zt::has_log(kIfFn, ": If param for ifindex:0x1000  action:delete\n"));
-    EXPECT_EQ(zt::live_blocks(9), 0u); // the encap entry went with the node
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node),
+              0u); // the encap entry went with the node
     base.expect_same();
 }
 
 TEST_F(ExtractIfTest, FoundAndDeleteOtherTypesKeepNode) {
     nine(0, 7);
-    const vsi_encap_rng_t rng = pt::rng_val(kIf, 7, "gold", {5});
-    const auto r6 = one(1, 6, &rng, sizeof rng);
+    const vsi_encap_rng_t rng = zt::rng_val(kIf, 7, "gold", {5});
+    const auto r6 = one(1, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, &rng, sizeof rng);
     expect_record(r6, 6, 0, 6, 0, kIf);
     const vsi_admin_t a{kIf, 7, 1};
-    const auto r5 = one(1, 5, &a, sizeof a);
+    const auto r5 = one(1, ZORV_TYPE1_INTF_VSI_ADMIN, &a, sizeof a);
     expect_record(r5, 5, 0, 5, 0, kIf);
-    EXPECT_NE(pt::if_node(kIf, 7), nullptr);
+    EXPECT_NE(zt::if_node(kIf, 7), nullptr);
     EXPECT_TRUE(zt::has_log(kIfFn, ": Unk type:6 "));
     EXPECT_TRUE(zt::has_log(kIfFn, ": Unk type:5 "));
 }
@@ -552,25 +555,25 @@ TEST_F(ExtractIfTest, FoundAndDeleteOtherTypesKeepNode) {
 TEST_F(ExtractIfTest, MissingAndDeleteOnlyLogs) {
     const auto r = nine(1, 7);
     expect_record(r, 9, 0, 7, 0, kIf);
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
     EXPECT_TRUE(zt::has_log(kIfFn, ": Trying to delete non-exist\n"));
 }
 
 TEST_F(ExtractIfTest, MissingAndAddCreates) {
     const auto r = nine(0, 7);
     expect_record(r, 9, 1, 7, 0, kIf);
-    EXPECT_NE(pt::if_node(kIf, 7), nullptr);
+    EXPECT_NE(zt::if_node(kIf, 7), nullptr);
 }
 
 TEST_F(ExtractIfTest, CreationFailureIsNotAnError) {
     zt::tlv_buf b;
     const vsi_admin_t a{kIf, 7, 1};
-    b.add(5, a);
-    pt::msg_ptr m = pt::update_msg(0, kIf, b, true);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, a);
+    zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
         tracked_mem_fault_set(zt::kSvc, 2, 1);
-        pt::extract(m.get(), x);
+        zt::extract(m.get(), x);
         tracked_mem_fault_set(zt::kSvc, 0, 0);
         ASSERT_EQ(x.rc, 0u);
         expect_record(x.info[0], 5, 1, 5, 0, kIf);
@@ -578,14 +581,14 @@ TEST_F(ExtractIfTest, CreationFailureIsNotAnError) {
         EXPECT_FALSE(
             zt::has_log(kUpd, ": Error: could not extract info for type:5, is_delete:0 \n"));
     }
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
     base.expect_same();
 }
 
 TEST_F(ExtractIfTest, NotAPeerLinkMember) {
     // a cached node of the interface (made without asking the peer manager) stays
     zt::tlv_buf cached;
-    pt::add_bytes(cached, 9, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
+    zt::add_bytes(cached, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(cached.get(), 0, kIf2), 0u);
     const auto r = nine(1, 7, kIf2);
     expect_record(r, 0, 0, 0, 0, kIf2);
@@ -595,44 +598,44 @@ TEST_F(ExtractIfTest, NotAPeerLinkMember) {
     drelm_host_set_interface(kIf2, 0, 4);
     const auto r2 = nine(0, 7, kIf2);
     expect_record(r2, 0, 0, 0, 0, kIf2);
-    ASSERT_EQ(pt::if_nodes().size(), 1u);
-    EXPECT_NE(pt::if_node(kIf2, 7), nullptr);
+    ASSERT_EQ(zt::if_nodes().size(), 1u);
+    EXPECT_NE(zt::if_node(kIf2, 7), nullptr);
 }
 
 TEST_F(ExtractIfTest, UnsupportedTypeFailsTheKey) {
     const uint32_t v[3] = {kIf, 7, 1};
     const auto r = one(0, 3, v, sizeof v);
     expect_record(r, 0, 0, 0, 0, kIf);
-    EXPECT_TRUE(zt::has_log(kIfFn, pt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
+    EXPECT_TRUE(zt::has_log(kIfFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
         << zt::dump_events();
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
 }
 
 TEST_F(ExtractIfTest, SeveralTlvsInOrder) {
     zt::tlv_buf b;
     const auto v7 = zt::make_vsi_all(kIf, 7, 1, 1, {});
     const auto v9 = zt::make_vsi_all(kIf, 9, 1, 1, {{9000, 5}, {9001, 6}});
-    pt::add_bytes(b, 9, v7);
-    pt::add_bytes(b, 9, v9);
-    b.add(5, vsi_admin_t{kIf, 9, 0});
-    pt::msg_ptr m = pt::update_msg(0, kIf, b, false);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v7);
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v9);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 0});
+    zt::msg_ptr m = zt::update_msg(0, kIf, b, false);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     ASSERT_EQ(x.rc, 0u);
     ASSERT_EQ(x.num, 3u);
-    EXPECT_EQ(zt::stats(5).live_bytes, 60u);
+    EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t).live_bytes, 60u);
     expect_record(x.info[0], 9, 1, 7, 0, kIf);
     expect_record(x.info[1], 9, 1, 9, 0, kIf);
     expect_record(x.info[2], 5, 1, 5, 0, kIf);
-    EXPECT_EQ(pt::if_nodes().size(), 2u);
-    EXPECT_EQ(pt::if_node(kIf, 9)->admin, 0u);
-    EXPECT_EQ(pt::if_node(kIf, 9)->dot1q_vni[6], 9001u);
+    EXPECT_EQ(zt::if_nodes().size(), 2u);
+    EXPECT_EQ(zt::if_node(kIf, 9)->admin, 0u);
+    EXPECT_EQ(zt::if_node(kIf, 9)->dot1q_vni[6], 9001u);
 }
 
 // ---- the configuration-request helpers and placeholders ---------------------------------------
 
 TEST(ExtractCli, AnswersTheRequest) {
-    pt::msg_ptr m(msg_create_request(ZORV_DREL_OPC_CLI_CONFIG, 1));
+    zt::msg_ptr m(msg_create_request(ZORV_DREL_OPC_CLI_CONFIG, 1));
     alignas(16) unsigned char handle[256] = {};
     ASSERT_NE(cli_request_handle_get_ext(m.get(), handle), 0u);
     EXPECT_EQ(zorv_drel_param_extractor_from_cli(nullptr, handle), 0u);

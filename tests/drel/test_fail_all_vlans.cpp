@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <malloc.h>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -10,7 +10,7 @@ constexpr const char *kFn = "zorv_drel_lib_fail_all_vlans_vsi";
 constexpr uint16_t kType = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
 
 TEST(FailAllVlans, NullNodeReturnsZeroAndLogsNothing) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     debug_history_clear(zt::kSvc);
     EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(nullptr, kType, 0, &h.pass, &h.fail), 0u);
@@ -18,11 +18,11 @@ TEST(FailAllVlans, NullNodeReturnsZeroAndLogsNothing) {
 }
 
 TEST(FailAllVlans, EveryMappedVniFailsOnce) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     if_cfg_avl_node_t *node =
-        cf::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {5000, 11}, {7000, 4095}});
+        zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {5000, 11}, {7000, 4095}});
     ASSERT_NE(node, nullptr);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 7000}));
@@ -35,9 +35,9 @@ TEST(FailAllVlans, EveryMappedVniFailsOnce) {
 }
 
 TEST(FailAllVlans, NodeWithoutMappedVlansLeavesHoldersUnchanged) {
-    if_cfg_avl_node_t *node = cf::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {});
+    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {});
     ASSERT_NE(node, nullptr);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     ASSERT_EQ(bitset_set(h.pass.vni_set, 42), 0);
     ASSERT_EQ(bitset_set(h.fail.vni_set, 43), 0);
@@ -47,9 +47,9 @@ TEST(FailAllVlans, NodeWithoutMappedVlansLeavesHoldersUnchanged) {
 }
 
 TEST(FailAllVlans, VniFromPassingSetMovesToFailedSet) {
-    if_cfg_avl_node_t *node = cf::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     ASSERT_NE(node, nullptr);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     ASSERT_EQ(bitset_set(h.pass.vni_set, 5000), 0);
     ASSERT_EQ(bitset_set(h.pass.vni_set, 5001), 0);
@@ -59,9 +59,9 @@ TEST(FailAllVlans, VniFromPassingSetMovesToFailedSet) {
 }
 
 TEST(FailAllVlans, VniWithoutBdIsStillFailed) {
-    if_cfg_avl_node_t *node = cf::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{0xFFFFFF, 10}});
+    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{0xFFFFFF, 10}});
     ASSERT_NE(node, nullptr);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{0xFFFFFF}));
@@ -70,9 +70,9 @@ TEST(FailAllVlans, VniWithoutBdIsStillFailed) {
 }
 
 TEST(FailAllVlans, NullFailedSetOnlyRemovesFromPassingSet) {
-    if_cfg_avl_node_t *node = cf::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     ASSERT_NE(node, nullptr);
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     bitset_free(h.fail.vni_set);
     h.fail.vni_set = nullptr;
@@ -83,17 +83,17 @@ TEST(FailAllVlans, NullFailedSetOnlyRemovesFromPassingSet) {
 }
 
 TEST(FailAllVlans, NullHoldersAreSkipped) {
-    if_cfg_avl_node_t *node = cf::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, nullptr, nullptr), 0u);
 }
 
 TEST(FailAllVlans, EachCallStartsFromAnEmptyWorkingSet) {
-    if_cfg_avl_node_t *a = cf::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
-    if_cfg_avl_node_t *b = cf::add_vsi(0x10, 2, 1, ZORV_MAP_MODE_STATIC, {{6000, 20}});
+    if_cfg_avl_node_t *a = zt::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+    if_cfg_avl_node_t *b = zt::add_vsi(0x10, 2, 1, ZORV_MAP_MODE_STATIC, {{6000, 20}});
     ASSERT_NE(a, nullptr);
     ASSERT_NE(b, nullptr);
-    cf::holders first, second;
+    zt::holders first, second;
     first.make_sets();
     second.make_sets();
     EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(a, kType, 0, &first.pass, &first.fail), 0u);
@@ -103,13 +103,13 @@ TEST(FailAllVlans, EachCallStartsFromAnEmptyWorkingSet) {
 }
 
 TEST(FailAllVlans, RepeatedCallsKeepTheHeapFlat) {
-    cf::pairs_t pairs;
+    zt::pairs_t pairs;
     for (uint32_t v = 1; v < 4096; v += 3)
         pairs.push_back({v * 4001u % 0xFFFFFF + 1, v});
-    if_cfg_avl_node_t *node = cf::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, pairs);
+    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, pairs);
     ASSERT_NE(node, nullptr);
     auto run = [&] {
-        cf::holders h;
+        zt::holders h;
         h.make_sets();
         (void)zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail);
     };

@@ -1,18 +1,14 @@
 // The per-VNI comparison of two service instances' dot1q-to-VNI pair lists.
 #include <cstdio>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
 constexpr const char *kFn = "zorv_drel_lib_check_failed_bds_vsi";
 constexpr uint16_t kType = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
 
-const vsi_all_t *as_vsi(const std::vector<uint8_t> &v) {
-    return reinterpret_cast<const vsi_all_t *>(v.data());
-}
-
-std::vector<uint8_t> vsi(const cf::pairs_t &pairs) {
+std::vector<uint8_t> vsi(const zt::pairs_t &pairs) {
     return zt::make_vsi_all(10, 1, 1, ZORV_MAP_MODE_STATIC, pairs);
 }
 
@@ -21,10 +17,11 @@ std::string cnt(int failed, int pass) {
 }
 
 TEST(FailedBdsVsi, EqualListsPassEveryVni) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 10}, {6000, 20}}), r = vsi({{6000, 20}, {5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(h.failed().empty());
@@ -35,67 +32,74 @@ TEST(FailedBdsVsi, EqualListsPassEveryVni) {
     EXPECT_TRUE(zt::has_log(kFn, cnt(0, 2))) << zt::dump_events();
     char line[128];
     std::snprintf(line, sizeof line, ": check for vlans lcl_type:9, lcl_val:%p, rmt_val:%p\n",
-                  static_cast<const void *>(as_vsi(l)), static_cast<const void *>(as_vsi(r)));
+                  static_cast<const void *>(zt::as_vsi(l)),
+                  static_cast<const void *>(zt::as_vsi(r)));
     EXPECT_TRUE(zt::has_log(kFn, line));
 }
 
 TEST(FailedBdsVsi, NullRemoteFailsEveryValidLocalVni) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 10}, {6000, 20}, {0, 30}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), nullptr, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_COMPAT_INTF_VSI);
+    EXPECT_EQ(
+        zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), nullptr, 0, &h.pass, &h.fail),
+        ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(h.passed().empty());
     EXPECT_TRUE(zt::has_log(kFn, cnt(2, 0)));
 }
 
 TEST(FailedBdsVsi, NullLocalIsTheTypesCodeAndMarksNothing) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto r = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(8, nullptr, as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(ZORV_TYPE1_GBL_MEMBER_VNI, nullptr, zt::as_vsi(r),
+                                                 0, &h.pass, &h.fail),
               ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());
 }
 
 TEST(FailedBdsVsi, RemotePairOnUnmappedLocalVlanChangesNothing) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 10}}), r = vsi({{5000, 10}, {7000, 30}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(FailedBdsVsi, DifferentRemoteVniLeavesLocalVniFailed) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 10}}), r = vsi({{5001, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(h.passed().empty());
 }
 
 TEST(FailedBdsVsi, SameVniOnTwoVlansOneMatchingEndsPassing) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 10}, {5000, 11}}), r = vsi({{5000, 10}, {9999, 11}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(FailedBdsVsi, InvalidPairsAreLoggedAndIgnored) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 0}, {5001, 4096}, {0, 12}, {0x1000000, 13}, {6000, 14}});
     auto r = vsi({{5000, 0}, {5001, 4096}, {0, 12}, {0x1000000, 13}, {6000, 14}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{6000}));
     EXPECT_TRUE(h.failed().empty());
@@ -109,74 +113,81 @@ TEST(FailedBdsVsi, InvalidPairsAreLoggedAndIgnored) {
 }
 
 TEST(FailedBdsVsi, EarlierFailureInTheSetFailsThisCallToo) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     ASSERT_EQ(bitset_set(h.fail.vni_set, 4242), 0);
     auto l = vsi({{5000, 10}}), r = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{4242}));
     EXPECT_TRUE(zt::has_log(kFn, cnt(1, 1)));
 }
 
 TEST(FailedBdsVsi, PassingVniLeavesTheFailedSetEvenIfAnEarlierPairFailedIt) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     ASSERT_EQ(bitset_set(h.fail.vni_set, 5000), 0);
     auto l = vsi({{5000, 10}}), r = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(FailedBdsVsi, MissingFailedSetCountsMinusOneAndFails) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     bitset_free(h.fail.vni_set);
     h.fail.vni_set = nullptr;
     auto l = vsi({{5000, 10}}), r = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kFn, cnt(-1, 1)));
 }
 
 TEST(FailedBdsVsi, MissingPassingSetOnlyShowsInTheLog) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     bitset_free(h.pass.vni_set);
     h.pass.vni_set = nullptr;
     auto l = vsi({{5000, 10}}), r = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_TRUE(zt::has_log(kFn, cnt(0, -1)));
 }
 
 TEST(FailedBdsVsi, NullHoldersAreTreatedAsMissingSets) {
     auto l = vsi({{5000, 10}});
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), nullptr, 0, nullptr, nullptr),
-              ZORV_DREL_ERR_COMPAT_INTF_VSI);
+    EXPECT_EQ(
+        zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), nullptr, 0, nullptr, nullptr),
+        ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_TRUE(zt::has_log(kFn, cnt(-1, -1)));
 }
 
 TEST(FailedBdsVsi, NonPositiveCountsReadNoPairs) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     // The counts say 0 and -1: the pairs present are not read.
-    auto l = cf::vsi_with_count(10, 1, 1, {{5000, 10}}, 0);
-    auto r = cf::vsi_with_count(10, 1, 1, {{5000, 10}}, -1);
-    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(r), 0, &h.pass, &h.fail),
+    auto l = zt::vsi_with_count(10, 1, 1, {{5000, 10}}, 0);
+    auto r = zt::vsi_with_count(10, 1, 1, {{5000, 10}}, -1);
+    EXPECT_EQ(zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(r), 0, &h.pass,
+                                                 &h.fail),
               0u);
     EXPECT_TRUE(h.passed().empty());
     EXPECT_TRUE(h.failed().empty());
 }
 
 TEST(FailedBdsVsi, AllocatesNoTrackedMemory) {
-    cf::holders h;
+    zt::holders h;
     h.make_sets();
     auto l = vsi({{5000, 10}});
     const uint64_t before = zt::stats().allocs;
-    (void)zorv_drel_lib_check_failed_bds_vsi(kType, as_vsi(l), as_vsi(l), 0, &h.pass, &h.fail);
+    (void)zorv_drel_lib_check_failed_bds_vsi(kType, zt::as_vsi(l), zt::as_vsi(l), 0, &h.pass,
+                                             &h.fail);
     EXPECT_EQ(zt::stats().allocs, before);
 }
 

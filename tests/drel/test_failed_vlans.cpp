@@ -1,7 +1,7 @@
 // Failed and passing bridge-domain sets from two dot1q-to-VNI tables or two VLAN bitmaps.
 #include <cstdio>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -34,18 +34,18 @@ struct outputs {
 };
 
 TEST(FailedVlansVni, EqualMapsPassEverything) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     maps m;
     m.lcl[5] = m.rmt[5] = 5000;
     m.lcl[6] = m.rmt[6] = 5001;
-    const bmp4096_t pelk = cf::bmp_of({5, 6, 7});
+    const bmp4096_t pelk = zt::bmp_of({5, 6, 7});
     outputs o;
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), m.rmt.data(), &pelk,
                                                    &o.pass, &o.failed),
               0u);
     EXPECT_EQ(o.failed.len, 512u);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
-    EXPECT_EQ(cf::bmp_count(o.pass), 4096u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
     EXPECT_EQ(o.pass.len, 0x1234u); // left as the caller set it
     EXPECT_TRUE(zt::has_log(kVni, count_line(3, 0, 4096))) << zt::dump_events();
     EXPECT_TRUE(zt::has_log(kVni, ": check for vlans lcl_type:2, lcl_val:" + ptr(m.lcl.data()) +
@@ -53,8 +53,8 @@ TEST(FailedVlansVni, EqualMapsPassEverything) {
 }
 
 TEST(FailedVlansVni, MissingRemoteFailsEveryLocallyMappedVlan) {
-    cf::add_memvni(10, 5000);
-    cf::add_memvni(11, 5001);
+    zt::add_memvni(10, 5000);
+    zt::add_memvni(11, 5001);
     maps m;
     m.lcl[5] = 5000;
     m.lcl[4095] = 5001;
@@ -62,12 +62,12 @@ TEST(FailedVlansVni, MissingRemoteFailsEveryLocallyMappedVlan) {
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr, &o.pass,
                                                    &o.failed),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
-    EXPECT_EQ(cf::bmp_count(o.failed), 2u);
-    EXPECT_TRUE(cf::test_bit(o.failed, 10));
-    EXPECT_TRUE(cf::test_bit(o.failed, 11));
-    EXPECT_FALSE(cf::test_bit(o.pass, 10));
-    EXPECT_FALSE(cf::test_bit(o.pass, 11));
-    EXPECT_EQ(cf::bmp_count(o.pass), 4094u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 2u);
+    EXPECT_TRUE(zorv::bmp::test(o.failed, 10));
+    EXPECT_TRUE(zorv::bmp::test(o.failed, 11));
+    EXPECT_FALSE(zorv::bmp::test(o.pass, 10));
+    EXPECT_FALSE(zorv::bmp::test(o.pass, 11));
+    EXPECT_EQ(zt::bmp_count(o.pass), 4094u);
     EXPECT_TRUE(zt::has_log(kVni, ": Failed vlan:5, sw_bd_id:10, lcl vni:5000, rmt vni:0\n"));
     EXPECT_TRUE(zt::has_log(kVni, ": Failed vlan:4095, sw_bd_id:11, lcl vni:5001, rmt vni:0\n"));
     EXPECT_TRUE(zt::has_log(kVni, count_line(0, 2, 4094)));
@@ -78,39 +78,39 @@ TEST(FailedVlansVni, LocalVniWithoutBdFailsBdZero) {
     m.lcl[7] = 9999;
     m.rmt[7] = 8888;
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(9, m.lcl.data(), m.rmt.data(), nullptr, &o.pass,
-                                                   &o.failed),
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, m.lcl.data(),
+                                                   m.rmt.data(), nullptr, &o.pass, &o.failed),
               ZORV_DREL_ERR_COMPAT_INTF_VSI);
-    EXPECT_TRUE(cf::test_bit(o.failed, 0));
-    EXPECT_FALSE(cf::test_bit(o.pass, 0));
+    EXPECT_TRUE(zorv::bmp::test(o.failed, 0));
+    EXPECT_FALSE(zorv::bmp::test(o.pass, 0));
     EXPECT_TRUE(zt::has_log(kVni, ": Failed vlan:7, sw_bd_id:0, lcl vni:9999, rmt vni:8888\n"));
 }
 
 TEST(FailedVlansVni, VlanMappedOnlyRemotelyNeverFails) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     maps m;
     m.rmt[5] = 5000;
     outputs o;
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), m.rmt.data(), nullptr,
                                                    &o.pass, &o.failed),
               0u);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
 }
 
 TEST(FailedVlansVni, NullLocalFailsWithInitialisedOutputs) {
     outputs o;
-    EXPECT_EQ(
-        zorv_drel_lib_check_failed_vlans_vni(8, nullptr, nullptr, nullptr, &o.pass, &o.failed),
-        ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(ZORV_TYPE1_GBL_MEMBER_VNI, nullptr, nullptr,
+                                                   nullptr, &o.pass, &o.failed),
+              ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_EQ(o.failed.len, 512u);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
-    EXPECT_EQ(cf::bmp_count(o.pass), 4096u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
     EXPECT_EQ(zt::log_count(kVni, count_line(0, 0, 4096)), 0u); // returns before counting
 }
 
 TEST(FailedVlansVni, SeveralVlansOnOneBdCountOnce) {
-    cf::add_memvni(20, 5000);
-    cf::add_memvni(20, 5001);
+    zt::add_memvni(20, 5000);
+    zt::add_memvni(20, 5001);
     maps m;
     m.lcl[1] = 5000;
     m.lcl[2] = 5001;
@@ -124,24 +124,24 @@ TEST(FailedVlansVni, SeveralVlansOnOneBdCountOnce) {
 }
 
 TEST(FailedVlansVni, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount) {
-    cf::add_memvni(4096, 5000);
+    zt::add_memvni(4096, 5000);
     maps m;
     m.lcl[1] = 5000;
     bmp4096_t zero{};
-    cf::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
+    zt::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr,
                                                    pass.as<bmp4096_t>(), failed.as<bmp4096_t>()),
               0u); // the failed count is 0
-    EXPECT_EQ(cf::bmp_count(*failed.as<bmp4096_t>()), 0u);
-    EXPECT_EQ(cf::bmp_count(*pass.as<bmp4096_t>()), 4096u);
+    EXPECT_EQ(zt::bmp_count(*failed.as<bmp4096_t>()), 0u);
+    EXPECT_EQ(zt::bmp_count(*pass.as<bmp4096_t>()), 4096u);
     EXPECT_TRUE(zt::has_log(kVni, ": Error: bd:4096 (vni:5000) out of bitmap range, not marked\n"));
     EXPECT_TRUE(zt::has_log(kVni, ": Failed vlan:1, sw_bd_id:4096, lcl vni:5000, rmt vni:0\n"));
     EXPECT_TRUE(zt::has_log(kVni, count_line(0, 0, 4096)));
 }
 
 TEST(FailedVlansVni, BdBeyondBitmapBesideAMarkedBdStillFails) {
-    cf::add_memvni(4096, 5000);
-    cf::add_memvni(12, 6000);
+    zt::add_memvni(4096, 5000);
+    zt::add_memvni(12, 6000);
     maps m;
     m.lcl[1] = 5000;
     m.lcl[2] = 6000;
@@ -153,85 +153,85 @@ TEST(FailedVlansVni, BdBeyondBitmapBesideAMarkedBdStillFails) {
 }
 
 TEST(FailedVlansBmp, EqualOrClearBitsPassAndOutsidePelkIsNotExamined) {
-    cf::add_memvni(10, 5000);
-    cf::add_memvni(11, 5001);
+    zt::add_memvni(10, 5000);
+    zt::add_memvni(11, 5001);
     std::vector<uint32_t> map(4096, 0);
     map[1] = 5000;
     map[2] = 5000;
     map[3] = 5001;
-    const bmp4096_t lcl = cf::bmp_of({1, 3}), rmt = cf::bmp_of({1}), pelk = cf::bmp_of({1, 2});
+    const bmp4096_t lcl = zt::bmp_of({1, 3}), rmt = zt::bmp_of({1}), pelk = zt::bmp_of({1, 2});
     outputs o;
     // VLAN 3 differs but lies outside the pelk VLANs.
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, &rmt, &pelk, &o.pass,
                                                    &o.failed),
               0u);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_TRUE(zt::has_log(kBmp, count_line(2, 0, 4096)));
     EXPECT_TRUE(zt::has_log(kBmp, ": check for vlans for lcl type:2, dot1map:" + ptr(map.data()) +
                                       ", lcl_bmp:" + ptr(&lcl) + ", rmt_bmp:" + ptr(&rmt) + " \n"));
 }
 
 TEST(FailedVlansBmp, DifferingBitFailsItsBd) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     std::vector<uint32_t> map(4096, 0);
     map[0] = 5000;
     map[4095] = 5000;
-    const bmp4096_t lcl = cf::bmp_of({0}), rmt = cf::bmp_of({4095}), pelk = cf::bmp_of({0, 4095});
+    const bmp4096_t lcl = zt::bmp_of({0}), rmt = zt::bmp_of({4095}), pelk = zt::bmp_of({0, 4095});
     outputs o;
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, &rmt, &pelk, &o.pass,
                                                    &o.failed),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
-    EXPECT_TRUE(cf::test_bit(o.failed, 10));
-    EXPECT_FALSE(cf::test_bit(o.pass, 10));
+    EXPECT_TRUE(zorv::bmp::test(o.failed, 10));
+    EXPECT_FALSE(zorv::bmp::test(o.pass, 10));
     EXPECT_EQ(zt::log_count(kBmp, ": Failed bd:10 (vni:5000)\n"), 2u);
     EXPECT_TRUE(zt::has_log(kBmp, count_line(2, 1, 4095))); // one BD, counted once
 }
 
 TEST(FailedVlansBmp, WithoutMapDifferencesMarkNothing) {
-    const bmp4096_t lcl = cf::bmp_of({5}), rmt = cf::bmp_of({}), pelk = cf::bmp_of({5});
+    const bmp4096_t lcl = zt::bmp_of({5}), rmt = zt::bmp_of({}), pelk = zt::bmp_of({5});
     outputs o;
     EXPECT_EQ(
         zorv_drel_lib_check_failed_vlans_bmp(kType, nullptr, &lcl, &rmt, &pelk, &o.pass, &o.failed),
         0u);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_TRUE(zt::has_log(kBmp, count_line(1, 0, 4096)));
 }
 
 TEST(FailedVlansBmp, FailingVlanWithoutVniOrBdLeavesNoTrace) {
     std::vector<uint32_t> map(4096, 0);
     map[6] = 7777; // no BD
-    const bmp4096_t lcl = cf::bmp_of({5, 6}), pelk = cf::bmp_of({5, 6});
+    const bmp4096_t lcl = zt::bmp_of({5, 6}), pelk = zt::bmp_of({5, 6});
     outputs o;
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk, &o.pass,
                                                    &o.failed),
               0u);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
-    EXPECT_FALSE(cf::test_bit(o.failed, 0));
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
+    EXPECT_FALSE(zorv::bmp::test(o.failed, 0));
 }
 
 TEST(FailedVlansBmp, NoRemoteFailsLocallySetBits) {
-    cf::add_memvni(10, 5000);
-    cf::add_memvni(11, 5001);
+    zt::add_memvni(10, 5000);
+    zt::add_memvni(11, 5001);
     std::vector<uint32_t> map(4096, 0);
     map[5] = 5000;
     map[6] = 5001;
-    const bmp4096_t lcl = cf::bmp_of({5}), pelk = cf::bmp_of({5, 6});
+    const bmp4096_t lcl = zt::bmp_of({5}), pelk = zt::bmp_of({5, 6});
     outputs o;
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk, &o.pass,
                                                    &o.failed),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
-    EXPECT_TRUE(cf::test_bit(o.failed, 10));
-    EXPECT_FALSE(cf::test_bit(o.failed, 11));
+    EXPECT_TRUE(zorv::bmp::test(o.failed, 10));
+    EXPECT_FALSE(zorv::bmp::test(o.failed, 11));
 }
 
 TEST(FailedVlansBmp, NullLocalFailsWithInitialisedOutputs) {
     outputs o;
-    const bmp4096_t pelk = cf::bmp_of({1});
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(6, nullptr, nullptr, nullptr, &pelk, &o.pass,
-                                                   &o.failed),
+    const bmp4096_t pelk = zt::bmp_of({1});
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, nullptr, nullptr,
+                                                   nullptr, &pelk, &o.pass, &o.failed),
               ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_PROF);
-    EXPECT_EQ(cf::bmp_count(o.failed), 0u);
-    EXPECT_EQ(cf::bmp_count(o.pass), 4096u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
     EXPECT_EQ(o.pass.len, 0x1234u);
 }
 
@@ -242,27 +242,27 @@ TEST(FailedVlansBmp, WordScanFindsEveryPelkVlan) {
     for (uint32_t v = 0; v < 4096; v += 97) {
         vlans.push_back(v);
         map[v] = 100000 + v;
-        cf::add_memvni(v + 1 < 4096 ? v + 1 : 1, 100000 + v);
+        zt::add_memvni(v + 1 < 4096 ? v + 1 : 1, 100000 + v);
     }
-    const bmp4096_t lcl = cf::bmp_of(vlans), pelk = cf::bmp_of(vlans);
+    const bmp4096_t lcl = zt::bmp_of(vlans), pelk = zt::bmp_of(vlans);
     outputs o;
     EXPECT_NE(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk, &o.pass,
                                                    &o.failed),
               0u);
-    EXPECT_EQ(cf::bmp_count(o.failed), vlans.size());
+    EXPECT_EQ(zt::bmp_count(o.failed), vlans.size());
 }
 
 TEST(FailedVlansBmp, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount) {
-    cf::add_memvni(70000, 5000);
+    zt::add_memvni(70000, 5000);
     std::vector<uint32_t> map(4096, 0);
     map[9] = 5000;
-    const bmp4096_t lcl = cf::bmp_of({9}), pelk = cf::bmp_of({9});
+    const bmp4096_t lcl = zt::bmp_of({9}), pelk = zt::bmp_of({9});
     bmp4096_t zero{};
-    cf::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
+    zt::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
     EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk,
                                                    pass.as<bmp4096_t>(), failed.as<bmp4096_t>()),
               0u); // the failed count is 0
-    EXPECT_EQ(cf::bmp_count(*failed.as<bmp4096_t>()), 0u);
+    EXPECT_EQ(zt::bmp_count(*failed.as<bmp4096_t>()), 0u);
     EXPECT_TRUE(
         zt::has_log(kBmp, ": Error: bd:70000 (vni:5000) out of bitmap range, not marked\n"));
     EXPECT_TRUE(zt::has_log(kBmp, count_line(1, 0, 4096)));

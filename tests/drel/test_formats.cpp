@@ -55,23 +55,23 @@ constexpr const char *kFn = "zorv_drel_lib_alloc_tlv";
 
 TEST(AllocTlvMemberVni, SwapsNodeOrderToWireOrder) {
     gbl_cfg_memvni_avl_node_t node{5000, 12}; // {vni, bd}
-    built b = build(8, &node);
+    built b = build(ZORV_TYPE1_GBL_MEMBER_VNI, &node);
     ASSERT_EQ(b.rc, 0u);
-    EXPECT_EQ(b.type, 8);
+    EXPECT_EQ(b.type, ZORV_TYPE1_GBL_MEMBER_VNI);
     EXPECT_EQ(b.len, 8);
     ASSERT_NE(b.value, nullptr);
     EXPECT_EQ(u32_at(b.value, 0), 12u);   // bd
     EXPECT_EQ(u32_at(b.value, 4), 5000u); // vni
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_member_vni_t), 1u);
     EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_member_vni_t).live_bytes, 8u);
-    EXPECT_EQ(zorv_drel_lib_free_tlv(8, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, b.value), 0u);
     EXPECT_EQ(zt::live_blocks(), 0u);
 }
 
 TEST(AllocTlvMemberVni, AllocationFailureWritesNothing) {
     gbl_cfg_memvni_avl_node_t node{5000, 12};
     tracked_mem_fault_set(zt::kSvc, 0, 1);
-    built b = build(8, &node);
+    built b = build(ZORV_TYPE1_GBL_MEMBER_VNI, &node);
     EXPECT_EQ(b.rc, ZORV_DREL_ERR_NO_MEMORY);
     EXPECT_EQ(b.value, nullptr);
     EXPECT_EQ(b.type, 0xEEEE);
@@ -88,9 +88,9 @@ TEST(AllocTlvVsiAll, NoMappedVlansIs792WithFixedOffsets) {
         node->dot1q_bmp.bits[i] = static_cast<uint8_t>(i * 7 + 1);
     std::strcpy(node->prof_name, "prof-A");
 
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
-    EXPECT_EQ(b.type, 9);
+    EXPECT_EQ(b.type, ZORV_TYPE1_INTF_VSI_ATTRIBUTES);
     ASSERT_EQ(b.len, 792);
     const auto *v = static_cast<const uint8_t *>(b.value);
     EXPECT_EQ(u32_at(v, 0), 0x1000u);
@@ -107,7 +107,7 @@ TEST(AllocTlvVsiAll, NoMappedVlansIs792WithFixedOffsets) {
 
     EXPECT_TRUE(zt::has_log(kFn, ": setting dyn map(0): ")) << zt::dump_events();
     EXPECT_TRUE(zt::has_raw("\n"));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_vsi_all_t), 0u);
 }
 
@@ -119,7 +119,7 @@ TEST(AllocTlvVsiAll, CountAboveTableLeavesZeroPair) {
     node->dot1q_bmp.bits[0] = 0xC3;
     std::strcpy(node->prof_name, "p3");
 
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     ASSERT_EQ(b.len, 816);
     const auto *v = static_cast<const uint8_t *>(b.value);
@@ -138,7 +138,7 @@ TEST(AllocTlvVsiAll, CountAboveTableLeavesZeroPair) {
     EXPECT_TRUE(zt::has_raw("0)10,1010 "));
     EXPECT_TRUE(zt::has_raw("1)20,2020 "));
     EXPECT_FALSE(zt::has_raw("2)0,0 "));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, CountNotTableDecides) {
@@ -147,13 +147,13 @@ TEST(AllocTlvVsiAll, CountNotTableDecides) {
     node->dot1q_vni[1] = 100;
     node->dot1q_vni[2] = 200;
 
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     EXPECT_EQ(b.len, 792);
     EXPECT_EQ(u32_at(b.value, 16), 0u);
     EXPECT_EQ(u32_at(b.value, 20), 512u);
     EXPECT_FALSE(zt::has_raw("0)1,100 ")) << zt::dump_events();
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, CountBelowTableStopsEarly) {
@@ -163,7 +163,7 @@ TEST(AllocTlvVsiAll, CountBelowTableStopsEarly) {
     node->dot1q_vni[6] = 60;
     node->dot1q_vni[7] = 70;
 
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     ASSERT_EQ(b.len, 808);
     EXPECT_EQ(u32_at(b.value, 20), 50u);
@@ -171,7 +171,7 @@ TEST(AllocTlvVsiAll, CountBelowTableStopsEarly) {
     EXPECT_EQ(u32_at(b.value, 36), 512u);
     EXPECT_TRUE(zt::has_raw("1)6,60 "));
     EXPECT_FALSE(zt::has_raw("2)7,70 "));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, AscendingOrderWithVlanZero) {
@@ -182,7 +182,7 @@ TEST(AllocTlvVsiAll, AscendingOrderWithVlanZero) {
     node->dot1q_vni[100] = 6;
     node->dot1q_vni[101] = 6;
 
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     ASSERT_EQ(b.len, 824);
     const uint32_t want[4][2] = {{5, 0}, {6, 100}, {6, 101}, {0xFFFFFF, 4095}};
@@ -202,7 +202,7 @@ TEST(AllocTlvVsiAll, AscendingOrderWithVlanZero) {
         << zt::dump_events();
     ASSERT_GE(ev.size(), 6u);
     EXPECT_EQ(ev.back(), "\n");
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, MapModeFirstFlagWins) {
@@ -216,29 +216,29 @@ TEST(AllocTlvVsiAll, MapModeFirstFlagWins) {
         node->dfs = c.dfs;
         node->vmt = c.vmt;
         node->lldp = c.lldp;
-        built b = build(9, node.get());
+        built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
         ASSERT_EQ(b.rc, 0u);
         EXPECT_EQ(u32_at(b.value, 12), c.mode) << c.vdp << c.dfs << c.vmt << c.lldp;
-        EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+        EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
     }
 }
 
 TEST(AllocTlvVsiAll, LongProfileNameCutTo255) {
     auto node = make_if_node();
     std::memset(node->prof_name, 'n', sizeof node->prof_name); // 256 characters, no NUL
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     const char *name = static_cast<const char *>(b.value) + 536;
     EXPECT_EQ(std::strlen(name), 255u);
     EXPECT_EQ(std::string(name), std::string(255, 'n'));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 
     std::memset(node->prof_name, 0, sizeof node->prof_name);
     std::memset(node->prof_name, 'm', 255); // exactly 255 characters: kept whole
-    b = build(9, node.get());
+    b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     EXPECT_EQ(std::string(static_cast<const char *>(b.value) + 536), std::string(255, 'm'));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, LargestTableFitsSixteenBits) {
@@ -246,30 +246,30 @@ TEST(AllocTlvVsiAll, LargestTableFitsSixteenBits) {
     node->dyn_map_cnt = 4096;
     for (uint32_t v = 0; v < 4096; ++v)
         node->dot1q_vni[v] = v + 1;
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     ASSERT_EQ(b.len, 33560);
     EXPECT_EQ(u32_at(b.value, 20 + 8 * 4095), 4096u);
     EXPECT_EQ(u32_at(b.value, 24 + 8 * 4095), 4095u);
     EXPECT_EQ(u32_at(b.value, 20 + 8 * 4096), 512u);
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, CountNoTlvCanCarryIsRefused) {
     auto node = make_if_node();
     for (uint32_t count : {0x80000000u, 0xFFFFFFFFu, 8093u}) {
         node->dyn_map_cnt = count;
-        built b = build(9, node.get());
+        built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
         EXPECT_EQ(b.rc, ZORV_DREL_ERR_INVALID_ARG) << count;
         EXPECT_EQ(b.value, nullptr);
         EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_vsi_all_t), 0u);
     }
     node->dyn_map_cnt = 8092; // the largest: 792 + 8 * 8092 = 65528
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     ASSERT_EQ(b.rc, 0u);
     EXPECT_EQ(b.len, 65528);
     EXPECT_EQ(u32_at(b.value, 20 + 8 * 8092), 512u);
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, b.value), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
 }
 
 TEST(AllocTlvVsiAll, AllocationFailure) {
@@ -278,7 +278,7 @@ TEST(AllocTlvVsiAll, AllocationFailure) {
     node->dot1q_vni[3] = 33;
     const auto before = zt::stats();
     tracked_mem_fault_set(zt::kSvc, 0, 1);
-    built b = build(9, node.get());
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
     EXPECT_EQ(b.rc, 0x42D90002u);
     EXPECT_EQ(b.value, nullptr);
     EXPECT_EQ(b.type, 0xEEEE);
@@ -299,10 +299,11 @@ TEST(AllocTlvArgs, OutValueAlreadySet) {
     void *out = &sentinel;
     uint16_t t = 0xEEEE, l = 0xEEEE;
     const auto before = zt::stats();
-    EXPECT_EQ(zorv_drel_lib_alloc_tlv(9, &t, &l, &out, node.get()), 0x42D90003u);
+    EXPECT_EQ(zorv_drel_lib_alloc_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, &t, &l, &out, node.get()),
+              0x42D90003u);
     EXPECT_EQ(out, &sentinel);
     gbl_cfg_memvni_avl_node_t mv{1, 2};
-    EXPECT_EQ(zorv_drel_lib_alloc_tlv(8, &t, &l, &out, &mv), 0x42D90003u);
+    EXPECT_EQ(zorv_drel_lib_alloc_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, &t, &l, &out, &mv), 0x42D90003u);
     EXPECT_EQ(out, &sentinel);
     EXPECT_EQ(t, 0xEEEE);
     EXPECT_EQ(l, 0xEEEE);
@@ -315,9 +316,12 @@ TEST(AllocTlvArgs, NullNodeOrSlot) {
     void *out = nullptr;
     gbl_cfg_memvni_avl_node_t mv{1, 2};
     const auto before = zt::stats();
-    EXPECT_EQ(zorv_drel_lib_alloc_tlv(8, &t, &l, &out, nullptr), 0x42D90003u);
-    EXPECT_EQ(zorv_drel_lib_alloc_tlv(9, &t, &l, &out, nullptr), 0x42D90003u);
-    EXPECT_EQ(zorv_drel_lib_alloc_tlv(8, &t, &l, nullptr, &mv), 0x42D90003u);
+    EXPECT_EQ(zorv_drel_lib_alloc_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, &t, &l, &out, nullptr),
+              0x42D90003u);
+    EXPECT_EQ(zorv_drel_lib_alloc_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, &t, &l, &out, nullptr),
+              0x42D90003u);
+    EXPECT_EQ(zorv_drel_lib_alloc_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, &t, &l, nullptr, &mv),
+              0x42D90003u);
     EXPECT_EQ(zorv_drel_lib_alloc_tlv(3, &t, &l, nullptr, &mv), 0x42D90003u);
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(t, 0xEEEE);
@@ -356,10 +360,11 @@ TEST(FreeTlv, KnownTypesRelease) {
 }
 
 TEST(FreeTlv, PassesOnTheAllocatorResult) {
-    EXPECT_EQ(zorv_drel_lib_free_tlv(8, nullptr), 0u);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, nullptr), 0u);
     uint64_t foreign = 0;
     const auto before = zt::stats();
-    EXPECT_EQ(zorv_drel_lib_free_tlv(9, &foreign), TRACKED_ERR_BAD_BLOCK);
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, &foreign),
+              TRACKED_ERR_BAD_BLOCK);
     EXPECT_EQ(zt::stats().bad_frees, before.bad_frees + 1);
 }
 

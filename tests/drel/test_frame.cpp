@@ -194,13 +194,19 @@ TEST(Calloc, FaultAfterSkip) {
 // ---- Type names, check codes, uid type -----------------------------------------------------
 
 TEST(TypeToStr, KnownTypes) {
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(1), "Gbl Encap Profile");
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(2), "Gbl Encap Dot1q Map");
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(5), "Intf Vsi Id, Admin Status");
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(6), "Intf Vsi Encap Prof");
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(7), "Intf Vsi Encap Dot1q Map");
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(8), "Gbl Member Vni");
-    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(9), "Intf Vsi Attributes");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_GBL_ENCAP_PROFILE),
+                 "Gbl Encap Profile");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP),
+                 "Gbl Encap Dot1q Map");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_INTF_VSI_ADMIN),
+                 "Intf Vsi Id, Admin Status");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_INTF_VSI_ENCAP_PROF),
+                 "Intf Vsi Encap Prof");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP),
+                 "Intf Vsi Encap Dot1q Map");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_GBL_MEMBER_VNI), "Gbl Member Vni");
+    EXPECT_STREQ(zorv_drel_type1_cfg_type_to_str(ZORV_TYPE1_INTF_VSI_ATTRIBUTES),
+                 "Intf Vsi Attributes");
 }
 
 TEST(TypeToStr, UnknownTypesGiveEmptyNotNull) {
@@ -212,18 +218,23 @@ TEST(TypeToStr, UnknownTypesGiveEmptyNotNull) {
 }
 
 TEST(CompatErrcode, KnownTypes) {
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(1), 0x42D90038u);
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(2), 0x42D90039u);
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(5), 0x42D9003Au);
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(6), 0x42D9003Bu);
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(7), 0x42D9003Cu);
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(8), 0x42D9003Du);
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(9), 0x42D9003Au);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_GBL_ENCAP_PROFILE),
+              0x42D90038u);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP),
+              0x42D90039u);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_INTF_VSI_ADMIN), 0x42D9003Au);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_INTF_VSI_ENCAP_PROF),
+              0x42D9003Bu);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP),
+              0x42D9003Cu);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_GBL_MEMBER_VNI), 0x42D9003Du);
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_INTF_VSI_ATTRIBUTES),
+              0x42D9003Au);
 }
 
 TEST(CompatErrcode, FiveAndNineShareOneCode) {
-    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(5),
-              zorv_drel_get_type1_cfg_compat_chk_errcode(9));
+    EXPECT_EQ(zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_INTF_VSI_ADMIN),
+              zorv_drel_get_type1_cfg_compat_chk_errcode(ZORV_TYPE1_INTF_VSI_ATTRIBUTES));
 }
 
 TEST(CompatErrcode, UnknownTypesGiveFailure) {
@@ -259,7 +270,7 @@ TEST(AlwaysZero, DoNothingAndAnswerZero) {
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_add_tlvs(nullptr, 0, nullptr), 0u);
     EXPECT_EQ(arr.get()->len, 0u); // nothing added
     zt::tlv_buf rebuild;
-    rebuild.add(8, member_vni_t{10, 5000});
+    rebuild.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
     EXPECT_EQ(zorv_drel_type1_rem_cfg_cache_rebuild(rebuild.get(), 1, 0), 0u);
     EXPECT_EQ(zorv_drel_type1_rem_cfg_cache_rebuild(nullptr, 0, 0x1234), 0u);
     EXPECT_EQ(tree_count(zorv_drel_gbl_cfg_memvni_avl), 0u);

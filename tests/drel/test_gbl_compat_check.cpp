@@ -1,7 +1,7 @@
 // The strict compatibility check of service-instance attributes as a whole.
 #include <cstdio>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -10,32 +10,16 @@ constexpr const char *kTlv = "zorv_drel_type1_cfg_gbl_compat_check_tlv";
 constexpr uint32_t kCode9 = ZORV_DREL_ERR_COMPAT_INTF_VSI;
 constexpr uint32_t kIf = 0x2000;
 
-std::string hex(uint32_t v) {
-    char b[16];
-    std::snprintf(b, sizeof b, "%x", v);
-    return b;
-}
-
-std::string get_next_line(uint32_t rc) {
-    return ": failed (rc=0x" + hex(rc) + ", " + error_to_string(rc) + ") get_next_tlv\n";
-}
-
-zt::tlv_buf vsis(const std::vector<std::vector<uint8_t>> &values) {
-    zt::tlv_buf b;
-    for (const auto &v : values)
-        b.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(), static_cast<uint16_t>(v.size()));
-    return b;
-}
-
-std::vector<uint8_t> vsi(uint32_t mode, const cf::pairs_t &pairs = {},
+std::vector<uint8_t> vsi(uint32_t mode, const zt::pairs_t &pairs = {},
                          const std::vector<uint32_t> &allowed = {},
                          const std::string &prof = "prof", uint32_t vsi_id = 7) {
     return zt::make_vsi_all(kIf, vsi_id, 1, mode, pairs, allowed, prof);
 }
 
 uint32_t check(const std::vector<uint8_t> &l, const void *r, uint32_t rlen) {
-    return zorv_drel_type1_cfg_gbl_compat_check_tlv(9, static_cast<uint16_t>(l.size()), l.data(), 9,
-                                                    rlen, r);
+    return zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                    static_cast<uint16_t>(l.size()), l.data(),
+                                                    ZORV_TYPE1_INTF_VSI_ATTRIBUTES, rlen, r);
 }
 uint32_t check(const std::vector<uint8_t> &l, const std::vector<uint8_t> &r) {
     return check(l, r.data(), static_cast<uint32_t>(r.size()));
@@ -44,8 +28,8 @@ uint32_t check(const std::vector<uint8_t> &l, const std::vector<uint8_t> &r) {
 class GblCheck : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
-        ASSERT_NE(cf::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+        ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+        ASSERT_NE(zt::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
     }
 };
 
@@ -59,7 +43,7 @@ TEST_F(GblCheck, BothNullPassesWithTheErrorText) {
 }
 
 TEST_F(GblCheck, NullRemoteWithLocalType9IsParamMissing) {
-    auto lcl = vsis({vsi(1)});
+    auto lcl = zt::vsis({vsi(1)});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), nullptr),
               ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_TRUE(zt::has_log(kDrv, ": Remote  Null)\n"));
@@ -76,11 +60,11 @@ TEST_F(GblCheck, NullRemoteWithOtherLocalTypePasses) {
 TEST_F(GblCheck, NullRemoteWithEmptyLocalReturnsTheWalkCode) {
     zt::tlv_buf lcl;
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), nullptr), TLV_ERR_END);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_END)));
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_END)));
 }
 
 TEST_F(GblCheck, NullLocalWithRemoteType9IsParamMissing) {
-    auto rmt = vsis({vsi(1)});
+    auto rmt = zt::vsis({vsi(1)});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, nullptr, rmt.get()),
               ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_TRUE(zt::has_log(kDrv, ": Local  Null)\n"));
@@ -91,7 +75,7 @@ TEST_F(GblCheck, NullLocalWithRemoteType9IsParamMissing) {
 
 TEST_F(GblCheck, EmptyLocalWithOneRemoteType9Passes) {
     zt::tlv_buf lcl;
-    auto rmt = vsis({vsi(1)});
+    auto rmt = zt::vsis({vsi(1)});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), rmt.get()), 0u);
     EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check size of array - num_lcl_tlv=0, "
                                   "num_rmt_tlv=1\n"));
@@ -99,7 +83,7 @@ TEST_F(GblCheck, EmptyLocalWithOneRemoteType9Passes) {
 }
 
 TEST_F(GblCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
-    auto two = vsis({vsi(1), vsi(1, {}, {}, "prof", 8)}), one = vsis({vsi(1)});
+    auto two = zt::vsis({vsi(1), vsi(1, {}, {}, "prof", 8)}), one = zt::vsis({vsi(1)});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, two.get(), one.get()),
               ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check invalid args - num_lcl_tlv=2, "
@@ -108,15 +92,15 @@ TEST_F(GblCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
 }
 
 TEST_F(GblCheck, LocalOneWithEmptyRemoteFailsTheRemoteRead) {
-    auto one = vsis({vsi(1)});
+    auto one = zt::vsis({vsi(1)});
     zt::tlv_buf empty;
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, one.get(), empty.get()),
               ZORV_DREL_ERR_FAILURE);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_END)));
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_END)));
 }
 
 TEST_F(GblCheck, TypeMismatchFails) {
-    auto lcl = vsis({vsi(1)});
+    auto lcl = zt::vsis({vsi(1)});
     zt::tlv_buf rmt;
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{1, 2});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), rmt.get()), ZORV_DREL_ERR_FAILURE);
@@ -124,8 +108,8 @@ TEST_F(GblCheck, TypeMismatchFails) {
 }
 
 TEST_F(GblCheck, LastPairDecides) {
-    auto lcl = vsis({vsi(1), vsi(1, {}, {}, "prof", 8)});
-    auto rmt = vsis({vsi(2), vsi(1, {}, {}, "prof", 8)});
+    auto lcl = zt::vsis({vsi(1), vsi(1, {}, {}, "prof", 8)});
+    auto rmt = zt::vsis({vsi(2), vsi(1, {}, {}, "prof", 8)});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), rmt.get()), 0u);
     EXPECT_TRUE(zt::has_log(kDrv, ": RESULT: compat check(0x42d9003a) Failed\n"));
     EXPECT_TRUE(zt::has_log(kDrv, ": RESULT: compat check(0x0) Passed\n"));
@@ -133,44 +117,51 @@ TEST_F(GblCheck, LastPairDecides) {
                                   "rmt_type:Intf Vsi Attributes, len:792 \n"))
         << zt::dump_events();
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, rmt.get(), lcl.get()), 0u);
-    auto rmt2 = vsis({vsi(1), vsi(2, {}, {}, "prof", 8)});
+    auto rmt2 = zt::vsis({vsi(1), vsi(2, {}, {}, "prof", 8)});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), rmt2.get()), kCode9);
 }
 
 TEST_F(GblCheck, MalformedArrays) {
-    auto good = vsis({vsi(1), vsi(1, {}, {}, "prof", 8)});
-    auto cut = vsis({vsi(1), vsi(1, {}, {}, "prof", 8)});
+    auto good = zt::vsis({vsi(1), vsi(1, {}, {}, "prof", 8)});
+    auto cut = zt::vsis({vsi(1), vsi(1, {}, {}, "prof", 8)});
     cut.get()->len -= 4;
-    cf::exact_buf c = cf::exact_array(cut);
+    zt::exact_buf c = zt::exact_array(cut);
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, c.as<tlv_array_t>(), good.get()),
               TLV_ERR_MALFORMED);
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, good.get(), c.as<tlv_array_t>()),
               ZORV_DREL_ERR_FAILURE);
-    EXPECT_TRUE(zt::has_log(kDrv, get_next_line(TLV_ERR_MALFORMED)));
+    EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_MALFORMED)));
 }
 
 // ---- Per-pair check ------------------------------------------------------------------------
 
 TEST_F(GblCheck, EitherValueNullIsParamMissing) {
     auto v = vsi(1);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(9, 792, v.data(), 9, 0, nullptr),
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792,
+                                                       v.data(), ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0,
+                                                       nullptr),
               ZORV_DREL_ERR_PARAM_MISSING);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(9, 0, nullptr, 9, 792, v.data()),
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr,
+                                                       ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792,
+                                                       v.data()),
               ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_EQ(zt::log_count(kTlv, ": Local || Remote  Null)\n"), 2u);
 }
 
 TEST_F(GblCheck, OtherTypesPassAsUnknown) {
     const member_vni_t l{1, 2}, r{3, 4};
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 8, &l, 8, 8, &r), 0u);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 8, &l,
+                                                       ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r),
+              0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:8\n"));
     EXPECT_TRUE(zt::has_log(kTlv, ": lcl_type:8, rmt_type:8\n"));
 }
 
 TEST_F(GblCheck, OtherKnownTypeWithShortRemoteValueFails) {
     const member_vni_t l{1, 2};
-    cf::exact_buf r(&l, 4);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 8, &l, 8, 4, r.data()),
+    zt::exact_buf r(&l, 4);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 8, &l,
+                                                       ZORV_TYPE1_GBL_MEMBER_VNI, 4, r.data()),
               ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:8 - rmt value too short, "
                                   "len:4, min:8\n"));
@@ -287,7 +278,7 @@ TEST_F(GblCheck, UnknownModePasses) {
 
 TEST_F(GblCheck, ShortRemoteValueFailsUnread) {
     auto l = vsi(1);
-    cf::exact_buf r(l.data(), 791);
+    zt::exact_buf r(l.data(), 791);
     EXPECT_EQ(check(l, r.data(), 791), kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
                                   "len:791, min:792\n"));
@@ -296,8 +287,8 @@ TEST_F(GblCheck, ShortRemoteValueFailsUnread) {
 TEST_F(GblCheck, RemoteCountsThatDoNotFitAreRefused) {
     auto l = vsi(2, {{5000, 10}});
     for (int32_t count : {-1, 2, 0x7FFFFFFF, int32_t(0x80000000)}) {
-        auto v = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, count, 2);
-        cf::exact_buf r(v);
+        auto v = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, count, 2);
+        zt::exact_buf r(v);
         EXPECT_EQ(check(l, r.data(), uint32_t(r.size())), kCode9) << count;
         EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
                                       "does not hold dyn_map_cnt:" +
@@ -307,10 +298,13 @@ TEST_F(GblCheck, RemoteCountsThatDoNotFitAreRefused) {
 }
 
 TEST_F(GblCheck, MalformedLocalValueFails) {
-    auto v = cf::vsi_with_count(kIf, 7, 1, {}, 1, 2);
-    cf::exact_buf l(v);
+    auto v = zt::vsi_with_count(kIf, 7, 1, {}, 1, 2);
+    zt::exact_buf l(v);
     auto r = vsi(2);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(9, 792, l.data(), 9, 792, r.data()), kCode9);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792,
+                                                       l.data(), ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                       792, r.data()),
+              kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - lcl value len:792 "
                                   "does not hold dyn_map_cnt:1\n"));
 }
@@ -318,8 +312,10 @@ TEST_F(GblCheck, MalformedLocalValueFails) {
 TEST_F(GblCheck, UnjudgedLocalValuesAreNotRead) {
     const member_vni_t r{3, 4};
     const uint32_t bd_only = 1;
-    cf::exact_buf l(&bd_only, 4);
-    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(8, 4, l.data(), 8, 8, &r), 0u);
+    zt::exact_buf l(&bd_only, 4);
+    EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 4, l.data(),
+                                                       ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r),
+              0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:8\n"));
     EXPECT_EQ(zt::logs_containing("lcl value too short"), 0u) << zt::dump_events();
 }
@@ -342,11 +338,11 @@ TEST_F(GblCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
     drelm_host_set_pelk_oper_ver(39);
     auto l = vsi(ZORV_MAP_MODE_DFS, {{5000, 10}, {6000, 20}});
     std::vector<uint8_t> head(l.begin(), l.begin() + 36);
-    cf::exact_buf r(head);
+    zt::exact_buf r(head);
     EXPECT_EQ(check(l, r.data(), 36), 0u) << zt::dump_events();
     EXPECT_TRUE(zt::has_log(kTlv, ": DFS/VMT/LLDP configured on both local and remote\n"));
     head[28] = 99; // the second pair's VNI differs
-    cf::exact_buf r2(head);
+    zt::exact_buf r2(head);
     EXPECT_EQ(check(l, r2.data(), 36), kCode9);
     drelm_host_set_pelk_oper_ver(40);
     EXPECT_EQ(check(l, r.data(), 36), kCode9);
@@ -355,10 +351,10 @@ TEST_F(GblCheck, PeerUpToVersion39NeedsOnlyHeadAndPairs) {
 }
 
 TEST_F(GblCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {
-    auto lcl = vsis({vsi(2, {{5000, 10}})});
-    auto bad = cf::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 100, 2);
-    auto rmt = vsis({bad});
-    cf::exact_buf r = cf::exact_array(rmt);
+    auto lcl = zt::vsis({vsi(2, {{5000, 10}})});
+    auto bad = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 100, 2);
+    auto rmt = zt::vsis({bad});
+    zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), r.as<tlv_array_t>()), kCode9);
 }
 

@@ -7,22 +7,22 @@
 #include <string>
 #include <vector>
 
-#include "cache_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using ct::map_val;
-using ct::name_rec;
+using zt::map_val;
+using zt::name_rec;
 
 gbl_cfg_avl_node_t *create1(const std::string &name, uint32_t id = 0) {
     encap_name_t r = name_rec(name, id);
-    return zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
+    return zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
 }
 
 gbl_cfg_avl_node_t *create2(const std::string &name,
                             const std::vector<std::pair<uint32_t, uint32_t>> &pairs) {
     auto m = map_val(name, pairs);
-    return zorv_drel_create_gbl_node(nullptr, 2, sizeof *m, m.get());
+    return zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m, m.get());
 }
 
 gbl_cfg_avl_node_t *insert(gbl_cfg_avl_node_t *n) {
@@ -70,11 +70,11 @@ TEST(GblCompare, NullNameComparesEqualToAnything) {
 TEST(GblKey, Types1And2PointAtTheName) {
     encap_name_t r = name_rec("p1");
     gbl_cfg_avl_key_t k{"junk"};
-    EXPECT_EQ(zorv_drel_set_gbl_key(&k, 1, 0, &r), 0u);
+    EXPECT_EQ(zorv_drel_set_gbl_key(&k, ZORV_TYPE1_GBL_ENCAP_PROFILE, 0, &r), 0u);
     EXPECT_EQ(k.key, r.encap_name);
     auto m = map_val("p2");
     k.key = "junk";
-    EXPECT_EQ(zorv_drel_set_gbl_key(&k, 2, 0, m.get()), 0u);
+    EXPECT_EQ(zorv_drel_set_gbl_key(&k, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get()), 0u);
     EXPECT_EQ(k.key, m->encap_name);
 }
 
@@ -85,12 +85,14 @@ TEST(GblKey, OtherTypesRefusedWithNullName) {
         EXPECT_EQ(zorv_drel_set_gbl_key(&k, t, 0, &r), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_EQ(k.key, nullptr);
     }
-    EXPECT_EQ(zorv_drel_set_gbl_key(nullptr, 1, 0, &r), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_set_gbl_key(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 0, &r),
+              ZORV_DREL_ERR_INVALID_ARG);
 }
 
 TEST(GblCreate, NewProfileGetsLowestFreeIdWrittenBack) {
     encap_name_t r = name_rec("p1");
-    gbl_cfg_avl_node_t *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->key, n->map.encap_name);
     EXPECT_STREQ(n->map.encap_name, "p1");
@@ -100,7 +102,8 @@ TEST(GblCreate, NewProfileGetsLowestFreeIdWrittenBack) {
     EXPECT_TRUE(zt::has_log(kCreate, ": set id:1 for encap:p1\n")) << zt::dump_events();
     insert(n);
     encap_name_t r2 = name_rec("p2");
-    gbl_cfg_avl_node_t *n2 = insert(zorv_drel_create_gbl_node(nullptr, 1, 260, &r2));
+    gbl_cfg_avl_node_t *n2 =
+        insert(zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r2));
     EXPECT_EQ(n2->id, 2u);
     EXPECT_EQ(r2.id, 2u);
     EXPECT_EQ(zorv_drel_get_gbl_cfg_node_id("p1"), 1u);
@@ -112,7 +115,7 @@ TEST(GblCreate, RecordWithIdRestoresItWithoutConsumingANewOne) {
     gbl_cfg_avl_node_t *n = insert(create1("p7", 7));
     EXPECT_EQ(n->id, 7u);
     EXPECT_TRUE(zt::has_log(kCreate, ": restoring id:7 for encap:p7\n")) << zt::dump_events();
-    EXPECT_TRUE(zt::has_log(ct::kSrc, "  restored node:p7, id:7, bit:6\n"));
+    EXPECT_TRUE(zt::has_log(zt::kSrc, "  restored node:p7, id:7, bit:6\n"));
     EXPECT_FALSE(zt::has_log(kCreate, ": set id:7 for encap:p7\n"));
     encap_name_t probe = name_rec("p7");
     EXPECT_EQ(zorv_drel_get_encap_uid(&probe), 7u);
@@ -125,7 +128,7 @@ TEST(GblCreate, RestoreOfAKnownNameStillGivesTheNodeTheRecordsId) {
     gbl_cfg_avl_node_t *n = create1("p", 9);
     ASSERT_NE(n, nullptr);
     // The restore fails (the name exists) and its result is not examined.
-    EXPECT_TRUE(zt::has_log(ct::kSrc, " Error: node:p, id:1 exists already\n"));
+    EXPECT_TRUE(zt::has_log(zt::kSrc, " Error: node:p, id:1 exists already\n"));
     EXPECT_EQ(n->id, 9u);
     zorv_drel_gbl_cfg_avl_free(n);
 }
@@ -134,7 +137,8 @@ TEST(GblCreate, KnownNameWarnsAndReusesItsId) {
     ASSERT_EQ(zorv_drel_set_encap_uid("a"), 1u);
     ASSERT_EQ(zorv_drel_set_encap_uid("p"), 2u);
     encap_name_t r = name_rec("p");
-    gbl_cfg_avl_node_t *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->id, 2u);
     EXPECT_EQ(r.id, 2u);
@@ -148,7 +152,8 @@ TEST(GblCreate, ExhaustedIdentifiersGiveIdZero) {
         ASSERT_EQ(zorv_drel_set_encap_uid(("n" + std::to_string(i)).c_str()),
                   static_cast<uint32_t>(i + 1));
     encap_name_t r = name_rec("late", 0);
-    gbl_cfg_avl_node_t *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->id, 0u);
     EXPECT_EQ(r.id, 0u);
@@ -159,7 +164,8 @@ TEST(GblCreate, ExhaustedIdentifiersGiveIdZero) {
 TEST(GblCreate, LongNameIsCutTo255) {
     encap_name_t r{};
     std::memset(r.encap_name, 'q', sizeof r.encap_name); // no terminator at all
-    gbl_cfg_avl_node_t *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(std::strlen(n->map.encap_name), 255u);
     zorv_drel_gbl_cfg_avl_free(n);
@@ -190,9 +196,9 @@ TEST(GblCreate, UnknownTypeFreesTheNode) {
 }
 
 TEST(GblCreate, AllocationFailureGivesNull) {
-    ct::fault_guard f(0, 1);
+    zt::fault_guard f(0, 1);
     encap_name_t r = name_rec("p");
-    EXPECT_EQ(zorv_drel_create_gbl_node(nullptr, 1, 260, &r), nullptr);
+    EXPECT_EQ(zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed malloc\n"));
     EXPECT_EQ(r.id, 0u); // nothing settled
     EXPECT_EQ(zorv_drel_encap_uid_avl, nullptr);
@@ -201,9 +207,10 @@ TEST(GblCreate, AllocationFailureGivesNull) {
 
 TEST(GblCreate, IdentifierAllocationFailureGivesIdZero) {
     // The node comes through; the identifier node of the allocator does not.
-    ct::fault_guard f(1, 1);
+    zt::fault_guard f(1, 1);
     encap_name_t r = name_rec("p");
-    gbl_cfg_avl_node_t *n = zorv_drel_create_gbl_node(nullptr, 1, 260, &r);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->id, 0u);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), 0u);
@@ -213,7 +220,7 @@ TEST(GblCreate, IdentifierAllocationFailureGivesIdZero) {
 TEST(GblUpdate, Type1HasNothingToUpdate) {
     gbl_cfg_avl_node_t *n = insert(create1("p"));
     encap_name_t r = name_rec("p");
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 1, 260, &r, 1), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r, 1), 0u);
     EXPECT_TRUE(zt::has_log(kUpdate, ": type:1, del?1, prof:p, map_exists?0\n"))
         << zt::dump_events();
     EXPECT_TRUE(zt::has_log(kUpdate, ": Nothing to update\n"));
@@ -223,17 +230,19 @@ TEST(GblUpdate, Type1HasNothingToUpdate) {
 TEST(GblUpdate, UnknownTypeRefused) {
     gbl_cfg_avl_node_t *n = insert(create2("p", {{5, 1}}));
     auto m = map_val("p", {{6, 2}});
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 7, 0, m.get(), 0), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP, 0, m.get(), 0),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpdate, ": type:7, del?0, prof:p, map_exists?1\n"));
     EXPECT_TRUE(zt::has_log(kUpdate, ": Error: Unknown type:7\n"));
     EXPECT_EQ(n->map.dot1q_vni[6], 0u);
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(nullptr, 2, 0, m.get(), 0), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get(), 0),
+              ZORV_DREL_ERR_INVALID_ARG);
 }
 
 TEST(GblUpdate, MappedProfileOnlyFillsGaps) {
     gbl_cfg_avl_node_t *n = insert(create2("p", {{5, 8000}}));
     auto m = map_val("p", {{0, 33}, {5, 9000}, {6, 9001}, {4095, 9002}});
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 2, 0, m.get(), 0), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get(), 0), 0u);
     EXPECT_EQ(n->map.dot1q_vni[5], 8000u);
     EXPECT_EQ(n->map.dot1q_vni[6], 9001u);
     EXPECT_EQ(n->map.dot1q_vni[4095], 9002u);
@@ -248,7 +257,7 @@ TEST(GblUpdate, MappedProfileOnlyFillsGaps) {
 TEST(GblUpdate, UnmappedProfileTakesTheWholeMapIncludingVlan0) {
     gbl_cfg_avl_node_t *n = insert(create1("p"));
     auto m = map_val("p", {{0, 33}, {9, 99}});
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 2, 0, m.get(), 0), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get(), 0), 0u);
     EXPECT_EQ(n->map_exists, 1u);
     EXPECT_EQ(n->map.dot1q_vni[0], 33u);
     EXPECT_EQ(n->map.dot1q_vni[9], 99u);
@@ -256,14 +265,15 @@ TEST(GblUpdate, UnmappedProfileTakesTheWholeMapIncludingVlan0) {
     // An all-zero map still sets the flag.
     gbl_cfg_avl_node_t *z = insert(create1("z"));
     auto empty = map_val("z");
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(z, 2, 0, empty.get(), 0), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(z, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, empty.get(), 0),
+              0u);
     EXPECT_EQ(z->map_exists, 1u);
 }
 
 TEST(GblUpdate, DeletingADifferentPairLeavesTheVlanMapped) {
     gbl_cfg_avl_node_t *n = insert(create2("p", {{5, 8000}}));
     auto m = map_val("p", {{5, 9000}});
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 2, 0, m.get(), 1), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get(), 1), 0u);
     EXPECT_EQ(n->map.dot1q_vni[5], 8000u);
     EXPECT_EQ(n->map_exists, 1u);
     EXPECT_EQ(zt::log_count(kUpdate, ": clearing vni for dot1q:5 from:8000 to 0\n"), 0u);
@@ -273,7 +283,7 @@ TEST(GblUpdate, DeletingADifferentPairLeavesTheVlanMapped) {
 TEST(GblUpdate, DeletingSomePairsKeepsTheMap) {
     gbl_cfg_avl_node_t *n = insert(create2("p", {{5, 8000}, {6, 8001}}));
     auto m = map_val("p", {{5, 8000}});
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 2, 0, m.get(), 1), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get(), 1), 0u);
     EXPECT_EQ(n->map.dot1q_vni[5], 0u);
     EXPECT_EQ(n->map.dot1q_vni[6], 8001u);
     EXPECT_EQ(n->map_exists, 1u);
@@ -283,7 +293,7 @@ TEST(GblUpdate, DeletingSomePairsKeepsTheMap) {
 TEST(GblUpdate, DeletingAllPairsClearsTheFlagButKeepsTheNode) {
     gbl_cfg_avl_node_t *n = insert(create2("p", {{0, 1}, {5, 8000}, {4095, 8001}}));
     auto m = map_val("p", {{0, 1}, {5, 8000}, {4095, 8001}});
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, 2, 0, m.get(), 1), 0u);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 0, m.get(), 1), 0u);
     EXPECT_EQ(n->map_exists, 0u);
     EXPECT_EQ(n->map.dot1q_vni[5], 0u);
     EXPECT_EQ(n->map.dot1q_vni[4095], 0u);
@@ -291,7 +301,7 @@ TEST(GblUpdate, DeletingAllPairsClearsTheFlagButKeepsTheNode) {
     EXPECT_TRUE(zt::has_log(kUpdate, ": type:2, del?1, prof:p, map_exists?1\n"));
     EXPECT_TRUE(zt::has_log(kUpdate, ": del?1, map_exists:0\n"));
     EXPECT_EQ(find("p"), n);
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), ct::aligned16(256));
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), zt::aligned16(256));
 }
 
 TEST(GblDelete, ByNodeAndByKeyKeepTheIdentifier) {
@@ -314,26 +324,26 @@ TEST(GblDelete, ByNodeAndByKeyKeepTheIdentifier) {
 
 TEST(GblExport, ProfileWithMapGivesTwoTlvs) {
     gbl_cfg_avl_node_t *n = insert(create2("m", {{5, 8000}}));
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), ct::aligned16(256) + ct::aligned16(16640));
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), zt::aligned16(256) + zt::aligned16(16640));
     zt::tlv_buf buf;
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 1u << 20, buf.get()), 0u);
-    auto t = ct::tlvs(buf.get());
+    auto t = zt::tlvs(buf.get());
     ASSERT_EQ(t.size(), 2u);
-    EXPECT_EQ(t[0].type, 1);
-    EXPECT_EQ(t[0].len, 256);
-    EXPECT_STREQ(reinterpret_cast<const char *>(t[0].value), "m");
-    EXPECT_EQ(t[1].type, 2);
-    EXPECT_EQ(t[1].len, 16640);
-    EXPECT_EQ(std::memcmp(t[1].value, &n->map, 16640), 0);
+    EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+    EXPECT_EQ(t[0].value.size(), 256u);
+    EXPECT_STREQ(reinterpret_cast<const char *>(t[0].value.data()), "m");
+    EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_EQ(t[1].value.size(), 16640u);
+    EXPECT_EQ(std::memcmp(t[1].value.data(), &n->map, 16640), 0);
 }
 
 TEST(GblExport, ProfileWithoutMapGivesOneTlv) {
     gbl_cfg_avl_node_t *n = insert(create1("p"));
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), ct::aligned16(256));
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_size_get(n), zt::aligned16(256));
     zt::tlv_buf buf;
     ASSERT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 1u << 20, buf.get()), 0u);
     EXPECT_EQ(tlv_array_count(buf.get(), 1), 1u);
-    EXPECT_EQ(buf.get()->len, ct::aligned16(256));
+    EXPECT_EQ(buf.get()->len, zt::aligned16(256));
 }
 
 TEST(GblExport, NoSpaceIsPassedOn) {
@@ -342,7 +352,7 @@ TEST(GblExport, NoSpaceIsPassedOn) {
     EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 100, buf.get()), TLV_ERR_NO_SPACE);
     EXPECT_EQ(buf.get()->len, 0u);
     // Room for the name but not the map: the last result is the map's.
-    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 4 + ct::aligned16(256), buf.get()),
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_tlvs_add(n, 4 + zt::aligned16(256), buf.get()),
               TLV_ERR_NO_SPACE);
     EXPECT_EQ(tlv_array_count(buf.get(), 1), 1u);
 }
@@ -368,7 +378,7 @@ TEST(GblOrder, WalkIsSortedByName) {
         insert(create2(s, {}));
     std::sort(names.begin(), names.end());
     std::vector<std::string> walked;
-    for (auto *n : ct::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl))
+    for (auto *n : zt::walk<gbl_cfg_avl_node_t>(zorv_drel_gbl_cfg_avl))
         walked.emplace_back(n->map.encap_name);
     EXPECT_EQ(walked, names);
 }

@@ -8,11 +8,11 @@
 #include <random>
 #include <vector>
 
-#include "cache_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using ct::rng_val;
+using zt::rng_val;
 
 constexpr const char *kUpdate = "zorv_drel_if_cfg_avl_update";
 constexpr const char *kEncap = "zorv_drel_if_cfg_avl_update_encap";
@@ -30,8 +30,8 @@ struct node_ptr {
 // A fresh node of (if_index, vsi) made from a type-5 value.
 if_cfg_avl_node_t *make_node(uint32_t if_index, uint32_t vsi, uint32_t admin = 1) {
     if_cfg_avl_key_t k{if_index, vsi};
-    vsi_admin_t v = ct::admin_val(if_index, vsi, admin);
-    return zorv_drel_create_if_node(&k, 5, sizeof v, &v);
+    vsi_admin_t v = zt::admin_val(if_index, vsi, admin);
+    return zorv_drel_create_if_node(&k, ZORV_TYPE1_INTF_VSI_ADMIN, sizeof v, &v);
 }
 
 if_cfg_avl_node_t *insert(if_cfg_avl_node_t *n) {
@@ -46,7 +46,8 @@ if_cfg_avl_node_t *find(uint32_t if_index, uint32_t vsi) {
 }
 
 uint32_t update9(if_cfg_avl_node_t *n, const std::vector<uint8_t> &v) {
-    return zorv_drel_if_cfg_avl_update(n, 9, static_cast<uint16_t>(v.size()), v.data());
+    return zorv_drel_if_cfg_avl_update(n, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                       static_cast<uint16_t>(v.size()), v.data());
 }
 
 std::vector<uint8_t> snapshot(const if_cfg_avl_node_t *n) {
@@ -84,14 +85,14 @@ TEST(IfKey, InterfaceTypesTakeTheVsiAndLogTheDrelId) {
 }
 
 TEST(IfKey, UnknownInterfaceLogsDrelIdZero) {
-    vsi_admin_t v = ct::admin_val(5, 3, 1);
+    vsi_admin_t v = zt::admin_val(5, 3, 1);
     if_cfg_avl_key_t k{};
-    EXPECT_EQ(zorv_drel_set_if_key(&k, 5, sizeof v, &v, 0xab), 0u);
+    EXPECT_EQ(zorv_drel_set_if_key(&k, ZORV_TYPE1_INTF_VSI_ADMIN, sizeof v, &v, 0xab), 0u);
     EXPECT_TRUE(zt::has_log("zorv_drel_set_if_key", ": if idx: 0xab, drel_id:0 vsi id:3\n"));
 }
 
 TEST(IfKey, OtherTypesRefusedWithWildcardKey) {
-    vsi_admin_t v = ct::admin_val(5, 3, 1);
+    vsi_admin_t v = zt::admin_val(5, 3, 1);
     for (uint16_t t : {0, 1, 2, 8, 10}) {
         if_cfg_avl_key_t k{1, 1};
         EXPECT_EQ(zorv_drel_set_if_key(&k, t, sizeof v, &v, 0x20), ZORV_DREL_ERR_INVALID_ARG);
@@ -134,8 +135,8 @@ TEST(IfDrelId, IfindexFromDrelIdAndTrunk) {
 
 TEST(IfCreate, FromAdminValue) {
     if_cfg_avl_key_t k{0x10, 4};
-    vsi_admin_t v = ct::admin_val(0x10, 4, 1);
-    node_ptr n(zorv_drel_create_if_node(&k, 5, sizeof v, &v));
+    vsi_admin_t v = zt::admin_val(0x10, 4, 1);
+    node_ptr n(zorv_drel_create_if_node(&k, ZORV_TYPE1_INTF_VSI_ADMIN, sizeof v, &v));
     ASSERT_NE(n.p, nullptr);
     EXPECT_EQ(n->if_index, 0x10u);
     EXPECT_EQ(n->vsi_id, 4u);
@@ -146,17 +147,17 @@ TEST(IfCreate, FromAdminValue) {
 }
 
 TEST(IfCreate, AllocationFailureGivesNull) {
-    ct::fault_guard f(0, 1);
+    zt::fault_guard f(0, 1);
     EXPECT_EQ(make_node(1, 1), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed malloc\n"));
     EXPECT_EQ(zt::live_blocks(), 0u);
 }
 
 TEST(IfCreate, FailedEncapAppendFreesTheNode) {
-    ct::fault_guard f(1, 1); // the node comes through, its encap entry does not
+    zt::fault_guard f(1, 1); // the node comes through, its encap entry does not
     if_cfg_avl_key_t k{1, 2};
     vsi_encap_rng_t v = rng_val(1, 2, "p", {5});
-    EXPECT_EQ(zorv_drel_create_if_node(&k, 6, sizeof v, &v), nullptr);
+    EXPECT_EQ(zorv_drel_create_if_node(&k, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed create encap node\n")) << zt::dump_events();
     EXPECT_EQ(zt::live_blocks(), 0u);
 }
@@ -164,17 +165,17 @@ TEST(IfCreate, FailedEncapAppendFreesTheNode) {
 TEST(IfCreate, UnsupportedTypeGivesAnEmptyNode) {
     if_cfg_avl_key_t k{1, 2};
     vsi_encap_dot1q_map_t v{};
-    node_ptr n(zorv_drel_create_if_node(&k, 7, 16392, &v));
+    node_ptr n(zorv_drel_create_if_node(&k, ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP, 16392, &v));
     ASSERT_NE(n.p, nullptr);
     EXPECT_TRUE(zt::has_log(kUpdate, ": Unsupported type:7\n"));
     EXPECT_EQ(n->admin, 0u);
 }
 
 TEST(IfUpdate, NullNodeOrValueSucceedsQuietly) {
-    vsi_admin_t v = ct::admin_val(1, 1, 1);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(nullptr, 5, 12, &v), 0u);
+    vsi_admin_t v = zt::admin_val(1, 1, 1);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(nullptr, ZORV_TYPE1_INTF_VSI_ADMIN, 12, &v), 0u);
     node_ptr n(make_node(1, 1, 0));
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, 5, 12, nullptr), 0u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ADMIN, 12, nullptr), 0u);
     EXPECT_EQ(n->admin, 0u);
 }
 
@@ -223,7 +224,7 @@ TEST(IfUpdate, Type9WithoutPairsKeepsTheMap) {
     EXPECT_EQ(n->admin, 0u);
     EXPECT_EQ(n->dfs, 1u);
     EXPECT_STREQ(n->prof_name, "np");
-    EXPECT_TRUE(ct::bmp_has(n->dot1q_bmp, 3));
+    EXPECT_TRUE(zorv::bmp::test(n->dot1q_bmp, 3));
 }
 
 TEST(IfUpdate, Type9NewPairsReplaceTheWholeMap) {
@@ -258,10 +259,10 @@ TEST(IfUpdate, Type9BitmapAndProfileName) {
     auto v = zt::make_vsi_all(1, 1, 1, 1, {{9000, 5}}, {0, 7, 4095}, longname);
     EXPECT_EQ(update9(n.p, v), 0u);
     EXPECT_EQ(n->dot1q_bmp.len, 512u);
-    EXPECT_TRUE(ct::bmp_has(n->dot1q_bmp, 0));
-    EXPECT_TRUE(ct::bmp_has(n->dot1q_bmp, 7));
-    EXPECT_TRUE(ct::bmp_has(n->dot1q_bmp, 4095));
-    EXPECT_FALSE(ct::bmp_has(n->dot1q_bmp, 8));
+    EXPECT_TRUE(zorv::bmp::test(n->dot1q_bmp, 0));
+    EXPECT_TRUE(zorv::bmp::test(n->dot1q_bmp, 7));
+    EXPECT_TRUE(zorv::bmp::test(n->dot1q_bmp, 4095));
+    EXPECT_FALSE(zorv::bmp::test(n->dot1q_bmp, 8));
     EXPECT_EQ(std::strlen(n->prof_name), 255u);
 }
 
@@ -269,11 +270,13 @@ TEST(IfUpdate, Type9TooShortIsRefused) {
     node_ptr n(make_node(1, 1));
     auto v = zt::make_vsi_all(1, 1, 0, 4, {{9000, 5}}, {}, "p");
     auto before = snapshot(n.p);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, 9, 791, v.data()), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 791, v.data()),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpdate, ": Error: Refused type:9 value of len:791\n"))
         << zt::dump_events();
     // One pair claimed, only the fixed part given.
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, 9, 792, v.data()), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 792, v.data()),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpdate, ": Error: Refused type:9 value of len:792\n"));
     EXPECT_EQ(snapshot(n.p), before);
 }
@@ -310,21 +313,24 @@ TEST(IfUpdate, Type9LongerThanClaimedIsRead) {
 TEST(IfCreate, RefusedType9GivesNullWithoutLeak) {
     if_cfg_avl_key_t k{1, 1};
     auto v = zt::make_vsi_all(1, 1, 0, 4, {{9000, 5}});
-    EXPECT_EQ(zorv_drel_create_if_node(&k, 9, 100, v.data()), nullptr);
+    EXPECT_EQ(zorv_drel_create_if_node(&k, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 100, v.data()), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed create encap node\n"));
     EXPECT_EQ(zt::live_blocks(), 0u);
 }
 
 TEST(IfUpdate, ShortAdminAndEncapValuesAreRefused) {
     node_ptr n(make_node(1, 1, 0));
-    vsi_admin_t a = ct::admin_val(1, 1, 1);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, 5, 11, &a), ZORV_DREL_ERR_INVALID_ARG);
+    vsi_admin_t a = zt::admin_val(1, 1, 1);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ADMIN, 11, &a),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpdate, ": Error: Refused type:5 value of len:11\n"));
     EXPECT_EQ(n->admin, 0u);
     vsi_encap_rng_t r = rng_val(1, 1, "p", {1});
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, 6, 779, &r), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, 779, &r),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kEncap, ": Error: Refused type:6 value of len:779\n"));
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, 6, 0, &r, 1), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, 0, &r, 1),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(n->encap_list, nullptr);
     EXPECT_EQ(n->encap_count, 0u);
 }
@@ -334,24 +340,28 @@ TEST(IfUpdate, ShortAdminAndEncapValuesAreRefused) {
 TEST(IfEncap, Type6AppendsThenReplacesTheBitmap) {
     node_ptr n(make_node(1, 1));
     vsi_encap_rng_t all = rng_val(1, 1, "p", {}, true);
-    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, 6, sizeof all, &all), 0u);
-    encap_profile_node *e = ct::entry_of(zorv_drel_if_cfg_avl_get_encap(n.p, "p"));
+    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof all, &all),
+              0u);
+    encap_profile_node *e = zt::entry_of(zorv_drel_if_cfg_avl_get_encap(n.p, "p"));
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(e->all_allowed, 1u);
     EXPECT_EQ(e->dot1q_bmp.len, 512u);
     EXPECT_EQ(n->encap_count, 1u);
     // Same profile again, still all bits set: the bitmap is replaced, all_allowed becomes 0.
-    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, 6, sizeof all, &all), 0u);
+    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof all, &all),
+              0u);
     EXPECT_EQ(e->all_allowed, 0u);
     EXPECT_EQ(n->encap_count, 1u);
-    EXPECT_EQ(ct::encap_entries(n.p), 1u);
+    EXPECT_EQ(zt::encap_entries(n.p), 1u);
     vsi_encap_rng_t some = rng_val(1, 1, "p", {3, 4});
-    ASSERT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, 6, sizeof some, &some, 0), 0u);
-    EXPECT_TRUE(ct::bmp_has(e->dot1q_bmp, 3));
-    EXPECT_FALSE(ct::bmp_has(e->dot1q_bmp, 5));
+    ASSERT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof some,
+                                                &some, 0),
+              0u);
+    EXPECT_TRUE(zorv::bmp::test(e->dot1q_bmp, 3));
+    EXPECT_FALSE(zorv::bmp::test(e->dot1q_bmp, 5));
     // A second profile is appended behind the first.
     vsi_encap_rng_t q = rng_val(1, 1, "q", {1});
-    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, 6, sizeof q, &q), 0u);
+    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof q, &q), 0u);
     EXPECT_EQ(n->encap_count, 2u);
     ASSERT_NE(n->encap_list->next, nullptr);
     EXPECT_STREQ(n->encap_list->encap_name, "p");
@@ -362,18 +372,25 @@ TEST(IfEncap, Type6AppendsThenReplacesTheBitmap) {
 TEST(IfEncap, AppendFlagAlwaysAppends) {
     node_ptr n(make_node(1, 1));
     vsi_encap_rng_t v = rng_val(1, 1, "p", {2});
-    ASSERT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, 6, sizeof v, &v, 1), 0u);
-    ASSERT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, 6, sizeof v, &v, 1), 0u);
-    EXPECT_EQ(ct::encap_entries(n.p), 2u);
+    ASSERT_EQ(
+        zorv_drel_if_cfg_avl_update_encap(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v, 1),
+        0u);
+    ASSERT_EQ(
+        zorv_drel_if_cfg_avl_update_encap(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v, 1),
+        0u);
+    EXPECT_EQ(zt::encap_entries(n.p), 2u);
     EXPECT_EQ(n->encap_count, 2u);
 }
 
 TEST(IfEncap, OtherTypesOfEncapUpdate) {
     node_ptr n(make_node(1, 1));
     vsi_encap_dot1q_map_t m{};
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, 7, sizeof m, &m, 0), 0u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP, sizeof m,
+                                                &m, 0),
+              0u);
     EXPECT_TRUE(zt::has_log(kEncap, ": Not yet supported\n"));
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, 5, sizeof m, &m, 0), 0u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update_encap(n.p, ZORV_TYPE1_INTF_VSI_ADMIN, sizeof m, &m, 0),
+              0u);
     EXPECT_TRUE(zt::has_log(kEncap, ": Unkn type:5\n"));
     EXPECT_EQ(n->encap_list, nullptr);
 }
@@ -393,7 +410,7 @@ TEST(IfEncap, AppendWithoutBitmapAllowsEverything) {
 TEST(IfEncap, AppendWithBitmapAndMap) {
     node_ptr n(make_node(1, 1));
     bmp4096_t b{};
-    ct::bmp_on(b, 100);
+    zorv::bmp::set(b, 100);
     std::vector<uint32_t> map(4096, 0);
     map[100] = 5000;
     map[0] = 1;
@@ -402,7 +419,7 @@ TEST(IfEncap, AppendWithBitmapAndMap) {
     EXPECT_EQ(e->encap_name[0], '\0');
     EXPECT_EQ(e->all_allowed, 0u);
     EXPECT_EQ(e->dot1q_bmp.len, 512u);
-    EXPECT_TRUE(ct::bmp_has(e->dot1q_bmp, 100));
+    EXPECT_TRUE(zorv::bmp::test(e->dot1q_bmp, 100));
     EXPECT_EQ(e->dot1q_vni[100], 5000u);
     EXPECT_EQ(e->dot1q_vni[0], 1u);
     std::memset(b.bits, 0xFF, sizeof b.bits);
@@ -415,14 +432,14 @@ TEST(IfEncap, AppendFailures) {
     EXPECT_EQ(zorv_drel_if_cfg_avl_append_encap(nullptr, "p", nullptr, nullptr),
               ZORV_DREL_ERR_INVALID_ARG);
     node_ptr n(make_node(1, 1));
-    ct::fault_guard f(0, 1);
+    zt::fault_guard f(0, 1);
     EXPECT_EQ(zorv_drel_if_cfg_avl_append_encap(n.p, "p", nullptr, nullptr), 1u);
     EXPECT_EQ(n->encap_list, nullptr);
     EXPECT_EQ(n->encap_count, 0u);
     // Through a type-6 update the bare 1 is passed on.
     vsi_encap_rng_t v = rng_val(1, 1, "p", {2});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, 6, sizeof v, &v), 1u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v), 1u);
 }
 
 TEST(IfEncap, LookupByNameAndMapEntry) {
@@ -449,7 +466,7 @@ TEST(IfEncap, RemovalKeepsTheAppendCount) {
     EXPECT_EQ(zorv_drel_if_cfg_avl_del_encap(n.p, "b"), 0u);
     EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_del_encap", ": encap_name:b\n"));
     EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_del_encap", ": ----Deleted encap_name:b\n"));
-    EXPECT_EQ(ct::encap_entries(n.p), 2u);
+    EXPECT_EQ(zt::encap_entries(n.p), 2u);
     EXPECT_EQ(n->encap_count, 3u);
     EXPECT_STREQ(n->encap_list->next->encap_name, "c");
     EXPECT_EQ(zorv_drel_if_cfg_avl_del_encap(n.p, "zz"), 0u);
@@ -477,14 +494,18 @@ TEST(IfDelete, ByValue) {
     node_ptr n(make_node(1, 1));
     ASSERT_EQ(zorv_drel_if_cfg_avl_append_encap(n.p, "p", nullptr, nullptr), 0u);
     vsi_encap_rng_t v = rng_val(1, 1, "p");
-    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(nullptr, 6, sizeof v, &v), 0xFFFFFFFFu);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, 6, sizeof v, nullptr), 0xFFFFFFFFu);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, 7, sizeof v, &v), 0u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(nullptr, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v),
+              0xFFFFFFFFu);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, nullptr),
+              0xFFFFFFFFu);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP, sizeof v, &v),
+              0u);
     EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_delete", ": type:7 not yet supported "));
-    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, 5, sizeof v, &v), 0xFFFFFFFFu);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, ZORV_TYPE1_INTF_VSI_ADMIN, sizeof v, &v),
+              0xFFFFFFFFu);
     EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_delete", ": Unk type:5 "));
     EXPECT_NE(n->encap_list, nullptr);
-    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, 6, sizeof v, &v), 0u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v), 0u);
     EXPECT_EQ(n->encap_list, nullptr);
     EXPECT_EQ(n->encap_count, 1u);
 }
@@ -535,7 +556,7 @@ TEST(IfOrder, WalkIsByInterfaceThenServiceInstance) {
         insert(make_node(i, v));
     std::sort(keys.begin(), keys.end());
     std::vector<std::pair<uint32_t, uint32_t>> walked;
-    for (auto *n : ct::walk<if_cfg_avl_node_t>(zorv_drel_if_cfg_avl))
+    for (auto *n : zt::walk<if_cfg_avl_node_t>(zorv_drel_if_cfg_avl))
         walked.emplace_back(n->if_index, n->vsi_id);
     EXPECT_EQ(walked, keys);
 }
@@ -548,7 +569,7 @@ TEST(IfExport, EncapListSize) {
     zorv_drel_if_cfg_avl_append_encap(n.p, nullptr, nullptr, nullptr);
     zorv_drel_if_cfg_avl_append_encap(n.p, "b", nullptr, nullptr);
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_tlv_size(n.p),
-              2u * ct::aligned16(780) + ct::aligned16(16392));
+              2u * zt::aligned16(780) + zt::aligned16(16392));
     zt::tlv_buf buf;
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_add_tlvs(n.p, 1u << 20, buf.get()), 0u);
     EXPECT_EQ(buf.get()->len, 0u);

@@ -2,7 +2,7 @@
 // encapsulation profile name to its global dot1q map.
 #include <memory>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -10,23 +10,20 @@ constexpr const char *kBdForVni = "zorv_drel_lib_get_bd_for_vni";
 constexpr const char *kBdBmp = "zorv_drel_lib_get_bd_bmp_for_vsi";
 constexpr const char *kMap = "zorv_drel_lib_get_gbl_dot1qmap_for_encap";
 
-struct free_deleter {
-    void operator()(void *p) const { std::free(p); }
-};
 // An interface node outside the tree, all zero.
-std::unique_ptr<if_cfg_avl_node_t, free_deleter> loose_node() {
-    return std::unique_ptr<if_cfg_avl_node_t, free_deleter>(
+std::unique_ptr<if_cfg_avl_node_t, zt::free_deleter> loose_node() {
+    return std::unique_ptr<if_cfg_avl_node_t, zt::free_deleter>(
         static_cast<if_cfg_avl_node_t *>(std::calloc(1, sizeof(if_cfg_avl_node_t))));
 }
 
 TEST(BdForVni, BoundVniGivesItsBd) {
-    cf::add_memvni(100, 5000);
+    zt::add_memvni(100, 5000);
     EXPECT_EQ(zorv_drel_lib_get_bd_for_vni(5000), 100u);
     EXPECT_TRUE(zt::has_log(kBdForVni, ": cfg_p: bd:100, vni:5000\n")) << zt::dump_events();
 }
 
 TEST(BdForVni, UnboundVniGivesZeroAndLogs) {
-    cf::add_memvni(100, 5000);
+    zt::add_memvni(100, 5000);
     EXPECT_EQ(zorv_drel_lib_get_bd_for_vni(5001), 0u);
     EXPECT_TRUE(zt::has_log(kBdForVni, ": Error: Failed to get bd for memvni:5001\n"));
 }
@@ -48,32 +45,32 @@ TEST(BdBmpForVsi, NullArgumentsAreInvalid) {
 }
 
 TEST(BdBmpForVsi, OnlyVlanZeroMappedGivesEmptyBitmap) {
-    cf::add_memvni(9, 5000);
+    zt::add_memvni(9, 5000);
     auto node = loose_node();
     node->dot1q_vni[0] = 5000; // VLAN 0 is never read
     bmp4096_t bmp;
     std::memset(&bmp, 0xAB, sizeof bmp);
-    bitset_t *set = cf::new_set();
+    bitset_t *set = zt::new_set();
     EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
     EXPECT_EQ(bmp.len, 512u);
-    EXPECT_EQ(cf::bmp_count(bmp), 0u);
-    EXPECT_TRUE(cf::members(set).empty());
+    EXPECT_EQ(zt::bmp_count(bmp), 0u);
+    EXPECT_TRUE(zt::members(set).empty());
     EXPECT_EQ(zt::log_count(kBdForVni, ": cfg_p: bd:9, vni:5000\n"), 0u);
     bitset_free(set);
 }
 
 TEST(BdBmpForVsi, TwoVlansOnOneBdSetOneBit) {
-    cf::add_memvni(30, 5000);
-    cf::add_memvni(30, 5001);
+    zt::add_memvni(30, 5000);
+    zt::add_memvni(30, 5001);
     auto node = loose_node();
     node->dot1q_vni[10] = 5000;
     node->dot1q_vni[11] = 5001;
     bmp4096_t bmp{};
-    bitset_t *set = cf::new_set();
+    bitset_t *set = zt::new_set();
     EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_EQ(cf::bmp_count(bmp), 1u);
-    EXPECT_TRUE(cf::test_bit(bmp, 30));
-    EXPECT_EQ(cf::members(set), (std::vector<uint32_t>{5000, 5001}));
+    EXPECT_EQ(zt::bmp_count(bmp), 1u);
+    EXPECT_TRUE(zorv::bmp::test(bmp, 30));
+    EXPECT_EQ(zt::members(set), (std::vector<uint32_t>{5000, 5001}));
     bitset_free(set);
 }
 
@@ -81,50 +78,50 @@ TEST(BdBmpForVsi, UnboundVniStillJoinsVniSet) {
     auto node = loose_node();
     node->dot1q_vni[4095] = 7000;
     bmp4096_t bmp{};
-    bitset_t *set = cf::new_set();
+    bitset_t *set = zt::new_set();
     EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_EQ(cf::bmp_count(bmp), 0u);
-    EXPECT_EQ(cf::members(set), (std::vector<uint32_t>{7000}));
+    EXPECT_EQ(zt::bmp_count(bmp), 0u);
+    EXPECT_EQ(zt::members(set), (std::vector<uint32_t>{7000}));
     EXPECT_TRUE(zt::has_log(kBdForVni, ": Error: Failed to get bd for memvni:7000\n"));
     bitset_free(set);
 }
 
 TEST(BdBmpForVsi, VniAboveRangeLeftOutOfSetButLookedUp) {
-    cf::add_memvni(7, 0x1000000);
+    zt::add_memvni(7, 0x1000000);
     auto node = loose_node();
     node->dot1q_vni[5] = 0x1000000;
     bmp4096_t bmp{};
-    bitset_t *set = cf::new_set();
+    bitset_t *set = zt::new_set();
     EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_TRUE(cf::members(set).empty());
-    EXPECT_TRUE(cf::test_bit(bmp, 7));
+    EXPECT_TRUE(zt::members(set).empty());
+    EXPECT_TRUE(zorv::bmp::test(bmp, 7));
     EXPECT_TRUE(zt::has_log(kBdForVni, ": cfg_p: bd:7, vni:16777216\n"));
     bitset_free(set);
 }
 
 TEST(BdBmpForVsi, NullVniSetOnlyFillsBitmap) {
-    cf::add_memvni(12, 5000);
+    zt::add_memvni(12, 5000);
     auto node = loose_node();
     node->dot1q_vni[100] = 5000;
     bmp4096_t bmp{};
     EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, nullptr), 0u);
-    EXPECT_TRUE(cf::test_bit(bmp, 12));
+    EXPECT_TRUE(zorv::bmp::test(bmp, 12));
 }
 
 TEST(BdBmpForVsi, BdBeyondBitmapIsLoggedAndNeverWritten) {
-    cf::add_memvni(5000, 6000);
-    cf::add_memvni(4096, 6001);
-    cf::add_memvni(4095, 6002);
+    zt::add_memvni(5000, 6000);
+    zt::add_memvni(4096, 6001);
+    zt::add_memvni(4095, 6002);
     auto node = loose_node();
     node->dot1q_vni[1] = 6000;
     node->dot1q_vni[2] = 6001;
     node->dot1q_vni[3] = 6002;
     // The bitmap ends exactly at its block's end: a write for BD 4096 or 5000 would be caught.
     bmp4096_t zero{};
-    cf::exact_buf buf(&zero, sizeof zero);
+    zt::exact_buf buf(&zero, sizeof zero);
     EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), buf.as<bmp4096_t>(), nullptr), 0u);
-    EXPECT_EQ(cf::bmp_count(*buf.as<bmp4096_t>()), 1u);
-    EXPECT_TRUE(cf::test_bit(*buf.as<bmp4096_t>(), 4095));
+    EXPECT_EQ(zt::bmp_count(*buf.as<bmp4096_t>()), 1u);
+    EXPECT_TRUE(zorv::bmp::test(*buf.as<bmp4096_t>(), 4095));
     EXPECT_TRUE(
         zt::has_log(kBdBmp, ": Error: bd:5000 (vni:6000) out of bitmap range, not marked\n"));
     EXPECT_TRUE(
@@ -148,8 +145,8 @@ TEST(GblDot1qMap, MissingTreeFails) {
 }
 
 TEST(GblDot1qMap, ProfileWithMapGivesPointerIntoCache) {
-    cf::add_profile("other");
-    gbl_cfg_avl_node_t *node = cf::add_profile_map("p1", {{10, 5000}, {20, 6000}});
+    zt::add_profile("other");
+    gbl_cfg_avl_node_t *node = zt::add_profile_map("p1", {{10, 5000}, {20, 6000}});
     ASSERT_NE(node, nullptr);
     uint32_t *map = nullptr;
     EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap("p1", &map), 0u);
@@ -160,7 +157,7 @@ TEST(GblDot1qMap, ProfileWithMapGivesPointerIntoCache) {
 }
 
 TEST(GblDot1qMap, ProfileWithoutMapFailsAndLeavesOutputUntouched) {
-    cf::add_profile("p1");
+    zt::add_profile("p1");
     uint32_t sentinel = 0;
     uint32_t *map = &sentinel;
     EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap("p1", &map), ZORV_DREL_ERR_FAILURE);
@@ -170,7 +167,7 @@ TEST(GblDot1qMap, ProfileWithoutMapFailsAndLeavesOutputUntouched) {
 }
 
 TEST(GblDot1qMap, UnknownProfileFails) {
-    cf::add_profile_map("p1", {{1, 2}});
+    zt::add_profile_map("p1", {{1, 2}});
     uint32_t *map = nullptr;
     EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap("p2", &map), ZORV_DREL_ERR_FAILURE);
     EXPECT_EQ(map, nullptr);
@@ -179,7 +176,7 @@ TEST(GblDot1qMap, UnknownProfileFails) {
 
 TEST(GblDot1qMap, LongNameMatchesOnFirst255Characters) {
     const std::string stored(255, 'a');
-    gbl_cfg_avl_node_t *node = cf::add_profile_map(stored, {{3, 33}});
+    gbl_cfg_avl_node_t *node = zt::add_profile_map(stored, {{3, 33}});
     ASSERT_NE(node, nullptr);
     uint32_t *map = nullptr;
     EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap((stored + "XYZ").c_str(), &map), 0u);
@@ -191,7 +188,7 @@ TEST(GblDot1qMap, LongNameMatchesOnFirst255Characters) {
 }
 
 TEST(Lookups, AllocateNoTrackedMemory) {
-    cf::add_memvni(1, 2);
+    zt::add_memvni(1, 2);
     const uint64_t before = zt::stats().allocs;
     (void)zorv_drel_lib_get_bd_for_vni(2);
     (void)zorv_drel_lib_get_bd_for_vni(3);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "cache_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
@@ -13,8 +13,9 @@ constexpr const char *kCreate = "zorv_drel_create_gbl_memvni_node";
 constexpr const char *kUpdate = "zorv_drel_gbl_cfg_memvni_avl_update";
 
 gbl_cfg_memvni_avl_node_t *add(uint32_t bd, uint32_t vni) {
-    member_vni_t v = ct::memvni(bd, vni);
-    gbl_cfg_memvni_avl_node_t *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v);
+    member_vni_t v = zt::memvni(bd, vni);
+    gbl_cfg_memvni_avl_node_t *n =
+        zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v);
     EXPECT_NE(n, nullptr);
     EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, n), 0);
     return n;
@@ -36,8 +37,9 @@ TEST(MemvniCompare, UnsignedVniOrder) {
 }
 
 TEST(MemvniCreate, SwapsWireOrderAndIsFoundUnderTheVni) {
-    member_vni_t v = ct::memvni(100, 5000);
-    gbl_cfg_memvni_avl_node_t *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v);
+    member_vni_t v = zt::memvni(100, 5000);
+    gbl_cfg_memvni_avl_node_t *n =
+        zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->vni, 5000u);
     EXPECT_EQ(n->bd, 100u);
@@ -49,24 +51,25 @@ TEST(MemvniCreate, SwapsWireOrderAndIsFoundUnderTheVni) {
 }
 
 TEST(MemvniCreate, UnknownTypeGivesNull) {
-    member_vni_t v = ct::memvni(1, 2);
-    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, 9, 8, &v), nullptr);
+    member_vni_t v = zt::memvni(1, 2);
+    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 8, &v),
+              nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Error: Unknown type:9\n")) << zt::dump_events();
     EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t).allocs, 0u);
 }
 
 TEST(MemvniCreate, AllocationFailureGivesNull) {
-    ct::fault_guard f(0, 1);
-    member_vni_t v = ct::memvni(1, 2);
-    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v), nullptr);
+    zt::fault_guard f(0, 1);
+    member_vni_t v = zt::memvni(1, 2);
+    EXPECT_EQ(zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v), nullptr);
     EXPECT_TRUE(zt::has_log(kCreate, ": Failed malloc\n"));
     EXPECT_EQ(zt::live_blocks(), 0u);
 }
 
 TEST(MemvniKey, Type8SetsTheVniOthersRefused) {
-    member_vni_t v = ct::memvni(100, 5000);
+    member_vni_t v = zt::memvni(100, 5000);
     gbl_cfg_memvni_avl_node_t k{7, 7};
-    EXPECT_EQ(zorv_drel_set_gbl_memvni_key(&k, 8, 8, &v), 0u);
+    EXPECT_EQ(zorv_drel_set_gbl_memvni_key(&k, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v), 0u);
     EXPECT_EQ(k.vni, 5000u);
     gbl_cfg_memvni_avl_node_t k2{7, 7};
     for (uint16_t t : {1, 2, 5, 9}) {
@@ -78,15 +81,16 @@ TEST(MemvniKey, Type8SetsTheVniOthersRefused) {
 
 TEST(MemvniUpdate, RebindsTheVni) {
     gbl_cfg_memvni_avl_node_t *n = add(100, 5000);
-    member_vni_t v = ct::memvni(200, 5000);
-    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, 8, 8, &v), 0u);
+    member_vni_t v = zt::memvni(200, 5000);
+    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v), 0u);
     EXPECT_EQ(find(5000)->bd, 200u);
 }
 
 TEST(MemvniUpdate, UnknownTypeRefused) {
     gbl_cfg_memvni_avl_node_t *n = add(100, 5000);
-    member_vni_t v = ct::memvni(200, 5000);
-    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, 2, 8, &v), ZORV_DREL_ERR_INVALID_ARG);
+    member_vni_t v = zt::memvni(200, 5000);
+    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, 8, &v),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpdate, ": Error: Unknown type:2\n"));
     EXPECT_EQ(n->bd, 100u);
 }
@@ -113,28 +117,29 @@ TEST(MemvniOrder, WalkIsUnsignedAscending) {
         add(v % 4096, v);
     std::sort(vnis.begin(), vnis.end());
     std::vector<uint32_t> walked;
-    for (auto *n : ct::walk<gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
+    for (auto *n : zt::walk<gbl_cfg_memvni_avl_node_t>(zorv_drel_gbl_cfg_memvni_avl))
         walked.push_back(n->vni);
     EXPECT_EQ(walked, vnis);
     EXPECT_EQ(walked.front(), 1u);
 }
 
 TEST(MemvniExport, SizeAndOneWireTlv) {
-    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(nullptr), ct::aligned16(8));
-    member_vni_t v = ct::memvni(100, 5000);
+    EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_tlvs_size_get(nullptr), zt::aligned16(8));
+    member_vni_t v = zt::memvni(100, 5000);
     zt::tlv_buf buf;
     ASSERT_EQ(zorv_drel_gbl_cfg_memvni_avl_tlvs_add(&v, 1u << 20, buf.get()), 0u);
-    auto t = ct::tlvs(buf.get());
+    auto t = zt::tlvs(buf.get());
     ASSERT_EQ(t.size(), 1u);
-    EXPECT_EQ(t[0].type, 8);
-    EXPECT_EQ(t[0].len, 8);
-    EXPECT_EQ(std::memcmp(t[0].value, &v, 8), 0);
+    EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+    EXPECT_EQ(t[0].value.size(), 8u);
+    EXPECT_EQ(std::memcmp(t[0].value.data(), &v, 8), 0);
     EXPECT_EQ(zorv_drel_gbl_cfg_memvni_avl_tlvs_add(&v, 8, buf.get()), TLV_ERR_NO_SPACE);
 }
 
 TEST(MemvniFree, ReleasesTheNode) {
-    member_vni_t v = ct::memvni(1, 2);
-    gbl_cfg_memvni_avl_node_t *n = zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &v);
+    member_vni_t v = zt::memvni(1, 2);
+    gbl_cfg_memvni_avl_node_t *n =
+        zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v);
     zorv_drel_gbl_cfg_memvni_avl_free(n);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t), 0u);
 }

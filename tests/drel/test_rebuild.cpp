@@ -5,21 +5,21 @@
 #include <string>
 #include <vector>
 
-#include "params_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using pt::kIf;
+using zt::kIf;
 
 constexpr const char *kFn = "zorv_drel_type1_cfg_cache_rebuild";
 
 class RebuildTest : public ::testing::Test {
   protected:
-    pt::live_baseline base;
+    zt::live_baseline base;
     static uint32_t rebuild(const zt::tlv_buf &b, uint32_t is_gbl, uint32_t if_index = 0) {
         // An exact-size copy: any read behind the last value would leave the block.
-        const std::vector<uint8_t> exact = pt::exact_copy(b);
-        return zorv_drel_type1_cfg_cache_rebuild(pt::as_array(exact), is_gbl, if_index);
+        zt::exact_buf exact = zt::exact_array(b);
+        return zorv_drel_type1_cfg_cache_rebuild(exact.as<tlv_array_t>(), is_gbl, if_index);
     }
 };
 
@@ -33,27 +33,27 @@ TEST_F(RebuildTest, EmptyArrayChangesNothing) {
     EXPECT_EQ(rebuild(b, 0, kIf), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": rebuilding type-1 cache(if)\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": num_tlvs = 0\n"));
-    EXPECT_TRUE(pt::if_nodes().empty());
-    EXPECT_TRUE(pt::gbl_nodes().empty());
-    EXPECT_TRUE(pt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::if_nodes().empty());
+    EXPECT_TRUE(zt::gbl_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
 }
 
 TEST_F(RebuildTest, GlobalTypesEightOneAndTwo) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
-    auto map = pt::map_val("silver", {{5, 9000}, {6, 9001}});
-    b.add(2, map.get(), sizeof *map);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+    auto map = zt::map_val("silver", {{5, 9000}, {6, 9001}});
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
     EXPECT_EQ(rebuild(b, 1), 0u) << zt::dump_events();
 
-    ASSERT_NE(pt::memvni_node(5000), nullptr);
-    EXPECT_EQ(pt::memvni_node(5000)->bd, 100u);
-    auto *gold = pt::gbl_node("gold");
+    ASSERT_NE(zt::memvni_node(5000), nullptr);
+    EXPECT_EQ(zt::memvni_node(5000)->bd, 100u);
+    auto *gold = zt::gbl_node("gold");
     ASSERT_NE(gold, nullptr);
     EXPECT_EQ(gold->map_exists, 0u);
     EXPECT_EQ(gold->id, 1u); // a new profile name gets the lowest free identifier
     EXPECT_EQ(zorv_drel_get_gbl_cfg_node_id("gold"), 1u);
-    auto *silver = pt::gbl_node("silver");
+    auto *silver = zt::gbl_node("silver");
     ASSERT_NE(silver, nullptr);
     EXPECT_EQ(silver->map_exists, 1u);
     EXPECT_EQ(silver->id, 0u);
@@ -75,25 +75,25 @@ TEST_F(RebuildTest, TypeOneValueIsOnlyTheName) {
     // made from a local record, so nothing behind the value is read or written.
     std::vector<uint8_t> name(256, 'a');
     zt::tlv_buf b;
-    pt::add_bytes(b, 1, name);
-    const std::vector<uint8_t> exact = pt::exact_copy(b);
-    const std::vector<uint8_t> before = exact;
-    EXPECT_EQ(zorv_drel_type1_cfg_cache_rebuild(pt::as_array(exact), 1, 0), 0u);
-    EXPECT_EQ(exact, before); // the identifier is not written back into the array
-    auto *n = pt::gbl_node(std::string(255, 'a'));
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, name);
+    zt::exact_buf exact = zt::exact_array(b);
+    const std::vector<uint8_t> before = exact.bytes();
+    EXPECT_EQ(zorv_drel_type1_cfg_cache_rebuild(exact.as<tlv_array_t>(), 1, 0), 0u);
+    EXPECT_EQ(exact.bytes(), before); // the identifier is not written back into the array
+    auto *n = zt::gbl_node(std::string(255, 'a'));
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->id, 1u);
 }
 
 TEST_F(RebuildTest, TypeOneThenTypeTwoOfOneProfile) {
     zt::tlv_buf b;
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
-    auto map = pt::map_val("gold", {{5, 9000}});
-    b.add(2, map.get(), sizeof *map);
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+    auto map = zt::map_val("gold", {{5, 9000}});
+    b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     EXPECT_EQ(rebuild(b, 1), 0u);
-    ASSERT_EQ(pt::gbl_nodes().size(), 1u);
-    auto *gold = pt::gbl_node("gold");
+    ASSERT_EQ(zt::gbl_nodes().size(), 1u);
+    auto *gold = zt::gbl_node("gold");
     EXPECT_EQ(gold->id, 1u);
     EXPECT_EQ(gold->map_exists, 1u);
     EXPECT_EQ(gold->map.dot1q_vni[5], 9000u);
@@ -104,22 +104,22 @@ TEST_F(RebuildTest, TypeOneThenTypeTwoOfOneProfile) {
 
 TEST_F(RebuildTest, MemberVniRefreshed) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(8, member_vni_t{200, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 5000});
     EXPECT_EQ(rebuild(b, 1), 0u);
-    ASSERT_EQ(pt::memvni_nodes().size(), 1u);
-    EXPECT_EQ(pt::memvni_node(5000)->bd, 200u);
+    ASSERT_EQ(zt::memvni_nodes().size(), 1u);
+    EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
     EXPECT_TRUE(zt::has_log(kFn, ": Found cache entry for type 8 len 8 "));
 }
 
 TEST_F(RebuildTest, InterfaceSameTypeFiveTwice) {
     zt::tlv_buf b;
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(5, vsi_admin_t{kIf, 7, 0});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 0});
     EXPECT_EQ(rebuild(b, 0, kIf), 0u);
-    ASSERT_EQ(pt::if_nodes().size(), 1u);
+    ASSERT_EQ(zt::if_nodes().size(), 1u);
     // the refresh goes through the encap update, which leaves a type 5 alone
-    EXPECT_EQ(pt::if_node(kIf, 7)->admin, 1u);
+    EXPECT_EQ(zt::if_node(kIf, 7)->admin, 1u);
     EXPECT_EQ(zt::log_count(kFn, ": Found cache entry for  type 5 len 12 "), 1u);
     EXPECT_EQ(zt::log_count(kFn, ": success add type 5 len 12 to cache\n"), 1u);
     EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_update_encap", ": Unkn type:5\n"));
@@ -127,90 +127,91 @@ TEST_F(RebuildTest, InterfaceSameTypeFiveTwice) {
 
 TEST_F(RebuildTest, InterfaceEncapProfileRefreshed) {
     zt::tlv_buf b;
-    pt::add_bytes(b, 9, zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}}, {5}, "gold"));
-    b.add(6, pt::rng_val(kIf, 7, "gold", {5}));
-    b.add(6, pt::rng_val(kIf, 7, "gold", {6}));
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}}, {5}, "gold"));
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, zt::rng_val(kIf, 7, "gold", {5}));
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, zt::rng_val(kIf, 7, "gold", {6}));
     EXPECT_EQ(rebuild(b, 0, kIf), 0u);
-    auto *n = pt::if_node(kIf, 7);
+    auto *n = zt::if_node(kIf, 7);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->dot1q_vni[5], 9000u);
     ASSERT_NE(n->encap_list, nullptr);
     EXPECT_EQ(n->encap_list->next, nullptr);
     EXPECT_STREQ(n->encap_list->encap_name, "gold");
-    EXPECT_TRUE(pt::bmp_has(n->encap_list->dot1q_bmp, 6));
-    EXPECT_FALSE(pt::bmp_has(n->encap_list->dot1q_bmp, 5));
+    EXPECT_TRUE(zorv::bmp::test(n->encap_list->dot1q_bmp, 6));
+    EXPECT_FALSE(zorv::bmp::test(n->encap_list->dot1q_bmp, 5));
 }
 
 TEST_F(RebuildTest, GlobalTypeFiveFailsTheKeyAfterEarlierCached) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
-    EXPECT_TRUE(zt::has_log(kFn, pt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
+    EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
         << zt::dump_events();
-    EXPECT_NE(pt::memvni_node(5000), nullptr);
-    EXPECT_EQ(pt::memvni_node(5001), nullptr);
+    EXPECT_NE(zt::memvni_node(5000), nullptr);
+    EXPECT_EQ(zt::memvni_node(5001), nullptr);
 }
 
 TEST_F(RebuildTest, InterfaceUnknownTypeFailsTheKey) {
     zt::tlv_buf b;
     const uint32_t v[3] = {kIf, 7, 1};
-    b.add(8, v, 8);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, v, 8);
     EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
-    EXPECT_TRUE(zt::has_log(kFn, pt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")));
-    EXPECT_TRUE(pt::if_nodes().empty());
+    EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")));
+    EXPECT_TRUE(zt::if_nodes().empty());
 }
 
 TEST_F(RebuildTest, WalkFailsOnCutShortLastTlv) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::append_cut_tlv(b, 8, 8);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::append_cut_tlv(b, 8, 8);
     EXPECT_EQ(rebuild(b, 1), TLV_ERR_MALFORMED);
-    EXPECT_TRUE(zt::has_log(kFn, pt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
-    EXPECT_NE(pt::memvni_node(5000), nullptr);
+    EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
+    EXPECT_NE(zt::memvni_node(5000), nullptr);
     base.expect_same();
 }
 
 TEST_F(RebuildTest, ShortValuesAreRefused) {
     {
         zt::tlv_buf b;
-        b.add(8, member_vni_t{100, 5000});
-        pt::add_bytes(b, 1, std::vector<uint8_t>(100, 'g'));
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, std::vector<uint8_t>(100, 'g'));
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:1 too short (len:100, need:256)\n"));
-        EXPECT_NE(pt::memvni_node(5000), nullptr);
-        EXPECT_TRUE(pt::gbl_nodes().empty());
+        EXPECT_NE(zt::memvni_node(5000), nullptr);
+        EXPECT_TRUE(zt::gbl_nodes().empty());
     }
     {
         zt::tlv_buf b;
-        auto map = pt::map_val("gold", {{5, 9000}});
-        b.add(2, map.get(), sizeof *map - 4);
+        auto map = zt::map_val("gold", {{5, 9000}});
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map - 4);
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(
             zt::has_log(kFn, ": Error: value of type:2 too short (len:16636, need:16640)\n"));
-        EXPECT_TRUE(pt::gbl_nodes().empty());
+        EXPECT_TRUE(zt::gbl_nodes().empty());
     }
     {
         zt::tlv_buf b;
         const uint32_t bd = 1;
-        b.add(8, &bd, 4);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd, 4);
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
     }
     {
         zt::tlv_buf b;
-        b.add(5, vsi_admin_t{kIf, 7, 1});
+        b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
         auto v = zt::make_vsi_all(kIf, 8, 1, 1, {});
         v.resize(791);
-        pt::add_bytes(b, 9, v);
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
         EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: malformed value of type:9 len:791\n"));
-        EXPECT_NE(pt::if_node(kIf, 7), nullptr);
-        EXPECT_EQ(pt::if_node(kIf, 8), nullptr);
+        EXPECT_NE(zt::if_node(kIf, 7), nullptr);
+        EXPECT_EQ(zt::if_node(kIf, 8), nullptr);
     }
     {
         zt::tlv_buf b;
-        b.add(6, &kIf, 4);
+        b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, &kIf, 4);
         EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:6 too short (len:4, need:780)\n"));
     }
@@ -218,10 +219,10 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
 
 TEST_F(RebuildTest, CreationFailureIsLoggedAndWalkGoesOn) {
     zt::tlv_buf b;
-    b.add(8, member_vni_t{100, 5000});
-    pt::add_bytes(b, 1, pt::name_wire("gold"));
-    b.add(5, vsi_admin_t{kIf, 7, 1});
-    b.add(8, member_vni_t{101, 5001});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     // global array: the first two creations fail, then the type 5 stops the walk
     tracked_mem_fault_set(zt::kSvc, 0, 2);
     const uint32_t rc = rebuild(b, 1);
@@ -229,19 +230,19 @@ TEST_F(RebuildTest, CreationFailureIsLoggedAndWalkGoesOn) {
     EXPECT_EQ(rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 8 len 8 to cache\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 1 len 256 to cache\n"));
-    EXPECT_TRUE(pt::memvni_nodes().empty());
-    EXPECT_TRUE(pt::gbl_nodes().empty());
+    EXPECT_TRUE(zt::memvni_nodes().empty());
+    EXPECT_TRUE(zt::gbl_nodes().empty());
 
     zt::tlv_buf i;
-    i.add(5, vsi_admin_t{kIf, 7, 1});
-    i.add(5, vsi_admin_t{kIf, 8, 1});
+    i.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
+    i.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t irc = rebuild(i, 0, kIf);
     tracked_mem_fault_set(zt::kSvc, 0, 0);
     EXPECT_EQ(irc, 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 5 len 12 to cache\n"));
-    EXPECT_EQ(pt::if_node(kIf, 7), nullptr);
-    EXPECT_NE(pt::if_node(kIf, 8), nullptr);
+    EXPECT_EQ(zt::if_node(kIf, 7), nullptr);
+    EXPECT_NE(zt::if_node(kIf, 8), nullptr);
     base.expect_same();
 }
 

@@ -2,33 +2,13 @@
 #include <cstdio>
 #include <malloc.h>
 
-#include "compat_fixtures.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
 constexpr const char *kFn = "zorv_drel_type1_rmt_cfg_cache_rebuild";
 constexpr const char *kTlv = "zorv_drel_type1_cfg_compat_check_tlv";
-constexpr uint32_t kIf = 0x1000;
-
-std::string hex(uint32_t v) {
-    char b[16];
-    std::snprintf(b, sizeof b, "%x", v);
-    return b;
-}
-
-std::string rc_text(uint32_t rc) {
-    return "0x" + hex(rc) + ", " + error_to_string(rc);
-}
-
-zt::tlv_buf &add_vsi(zt::tlv_buf &b, const std::vector<uint8_t> &v) {
-    return b.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(), static_cast<uint16_t>(v.size()));
-}
-
-std::vector<uint8_t> name_value(const std::string &name) {
-    std::vector<uint8_t> v(256, 0);
-    std::memcpy(v.data(), name.data(), std::min<size_t>(name.size(), 255));
-    return v;
-}
+using zt::kIf;
 
 TEST(RmtRecheck, NullArrayIsInvalid) {
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(nullptr, 1, 0), ZORV_DREL_ERR_INVALID_ARG);
@@ -44,10 +24,10 @@ TEST(RmtRecheck, EmptyArrayLogsZeroAndSucceeds) {
 }
 
 TEST(RmtRecheck, GlobalWalkStopsAtTheFirstParameterMissingLocally) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     zt::tlv_buf rmt;
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
-    auto name = name_value("missing");
+    auto name = zt::name_wire("missing");
     rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256);
     std::vector<uint8_t> map(sizeof(encap_map_t), 0);
     std::memcpy(map.data(), name.data(), 256);
@@ -73,14 +53,14 @@ TEST(RmtRecheck, MissingMemberVniEndsTheWalk) {
 }
 
 TEST(RmtRecheck, GlobalProfilesHaveNoLocalTlvToJudgeAndTheWalkGoesOn) {
-    cf::add_profile_map("p1", {{10, 5000}});
-    cf::add_memvni(10, 5000);
+    zt::add_profile_map("p1", {{10, 5000}});
+    zt::add_memvni(10, 5000);
     zt::tlv_buf rmt;
-    auto name = name_value("p1");
+    auto name = zt::name_wire("p1");
     rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256);
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5000});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
-    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_INVALID_ARG) +
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(ZORV_DREL_ERR_INVALID_ARG) +
                                      ") to make lcl tlv for type:1\n"))
         << zt::dump_events();
     // The member VNI behind it is still judged (and fails on its BD, which changes nothing).
@@ -89,10 +69,11 @@ TEST(RmtRecheck, GlobalProfilesHaveNoLocalTlvToJudgeAndTheWalkGoesOn) {
 }
 
 TEST(RmtRecheck, InterfaceKeysUseTheCallersInterface) {
-    cf::add_memvni(10, 5000);
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::add_memvni(10, 5000);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     zt::tlv_buf rmt;
-    add_vsi(rmt, zt::make_vsi_all(0x9999, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(0x9999, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": lcl parent intf idx:0x1000, vsi:7, rmt parent intf "
                                   "idx:0x9999, vsi:7\n"))
@@ -102,47 +83,48 @@ TEST(RmtRecheck, InterfaceKeysUseTheCallersInterface) {
 }
 
 TEST(RmtRecheck, VerdictsDoNotChangeTheResult) {
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     zt::tlv_buf rmt;
-    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for vsi admin stat type=9, "
                                   "len=800, vsi=7, lcl_value=1, rmt_value=0\n"));
 }
 
 TEST(RmtRecheck, KeyBuilderFailureIsReturned) {
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
     zt::tlv_buf rmt;
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
-    EXPECT_TRUE(
-        zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_INVALID_ARG) + ") to set key\n"));
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(ZORV_DREL_ERR_INVALID_ARG) +
+                                     ") to set key\n"));
     zt::tlv_buf gbl;
-    add_vsi(gbl, zt::make_vsi_all(kIf, 7, 1, 1, {}));
+    zt::add_bytes(gbl, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf, 7, 1, 1, {}));
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(gbl.get(), 1, 0), ZORV_DREL_ERR_INVALID_ARG);
 }
 
 TEST(RmtRecheck, MalformedArrayReturnsTheWalkCode) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     zt::tlv_buf rmt;
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
     rmt.get()->len -= 4;
-    cf::exact_buf r = cf::exact_array(rmt);
+    zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), TLV_ERR_MALFORMED);
     EXPECT_TRUE(
-        zt::has_log(kFn, ": Failed (rc=" + rc_text(TLV_ERR_MALFORMED) + ") to retrieve tlv\n"));
+        zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(TLV_ERR_MALFORMED) + ") to retrieve tlv\n"));
 }
 
 TEST(RmtRecheck, ValuesTooShortForTheirKeyAreSkippedAndTheWalkGoesOn) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     zt::tlv_buf rmt;
     const member_vni_t good{10, 5000};
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, &good, 4); // the VNI lies behind the 4 bytes
-    auto name = name_value("p");
+    auto name = zt::name_wire("p");
     rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 100); // the name field is 256 bytes
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, good);
-    cf::exact_buf r = cf::exact_array(rmt);
+    zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:8 - rmt value too short, "
                                  "len:4, min:8\n"));
@@ -158,9 +140,9 @@ TEST(RmtRecheck, AValueShorterThanItsRecordIsKeyedFromItsName) {
     std::vector<uint8_t> map(sizeof(encap_map_t), 0);
     std::memcpy(map.data(), "absent", 6);
     rmt.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.data(), 16636); // ends at the block's end
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
-    cf::exact_buf r = cf::exact_array(rmt);
+    zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), 0u);
     // The profile is not cached: the walk ends there, before the member VNI.
     EXPECT_TRUE(zt::has_log(kFn, ": lcl value is Null for type:2\n")) << zt::dump_events();
@@ -169,12 +151,12 @@ TEST(RmtRecheck, AValueShorterThanItsRecordIsKeyedFromItsName) {
 }
 
 TEST(RmtRecheck, ShortInterfaceValueIsKeyedAndFailsItsPair) {
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
     zt::tlv_buf rmt;
     const uint32_t words[2] = {kIf, 7};
     rmt.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, words, 8);
     rmt.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, words, 4); // the id lies behind the 4 bytes
-    cf::exact_buf r = cf::exact_array(rmt);
+    zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:9, rmt_type:9\n"), 1u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
@@ -185,26 +167,28 @@ TEST(RmtRecheck, ShortInterfaceValueIsKeyedAndFailsItsPair) {
 }
 
 TEST(RmtRecheck, AMissingNodeEndsTheWalkBeforeALaterFailure) {
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
     zt::tlv_buf rmt;
     const uint32_t absent[5] = {kIf, 99, 1, ZORV_MAP_MODE_STATIC, 0};
     rmt.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, absent, sizeof absent); // short, and not cached
     const uint32_t junk = 0;
     rmt.add(3, &junk, 4); // no key can be made for this one
-    cf::exact_buf r = cf::exact_array(rmt);
+    zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": lcl value is Null for type:9\n")) << zt::dump_events();
     EXPECT_EQ(zt::logs_containing("to set key"), 0u);
 }
 
 TEST(RmtRecheck, EachPairIsJudgedWithFreshHolders) {
-    cf::add_memvni(100, 5000);
-    cf::add_memvni(102, 7000);
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
-    ASSERT_NE(cf::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}), nullptr);
+    zt::add_memvni(100, 5000);
+    zt::add_memvni(102, 7000);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}), nullptr);
     zt::tlv_buf rmt;
-    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}})); // admin differs
-    add_vsi(rmt, zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}));
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}})); // admin differs
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}));
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
     // The first pair's failure does not show in the second pair's verdict.
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_check_failed_bds_vsi", ": failed cnt:0, pass cnt:1\n"))
@@ -214,11 +198,12 @@ TEST(RmtRecheck, EachPairIsJudgedWithFreshHolders) {
 }
 
 TEST(RmtRecheck, MalformedCountsFailThePairUnread) {
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     for (int32_t count : {-5, 1, 4096, 0x7FFFFFFF}) {
         zt::tlv_buf rmt;
-        add_vsi(rmt, cf::vsi_with_count(kIf, 7, 1, {}, count));
-        cf::exact_buf r = cf::exact_array(rmt);
+        zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::vsi_with_count(kIf, 7, 1, {}, count));
+        zt::exact_buf r = zt::exact_array(rmt);
         EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
         EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value "
                                       "len:792 does not hold dyn_map_cnt:" +
@@ -228,10 +213,11 @@ TEST(RmtRecheck, MalformedCountsFailThePairUnread) {
 }
 
 TEST(RmtRecheck, ReleasesEverythingItTakes) {
-    cf::add_memvni(10, 5000);
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::add_memvni(10, 5000);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     zt::tlv_buf rmt;
-    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
     zt::tlv_buf gbl;
     gbl.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5000});
     auto once = [&] {
@@ -255,17 +241,19 @@ TEST(RmtRecheck, ReleasesEverythingItTakes) {
 namespace {
 
 TEST(RmtRecheck, LocalValueAllocationFailureSkipsThePair) {
-    cf::add_memvni(10, 5000);
-    ASSERT_NE(cf::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
-    ASSERT_NE(cf::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    zt::add_memvni(10, 5000);
+    ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
+    ASSERT_NE(zt::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     zt::tlv_buf rmt;
-    add_vsi(rmt, zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
-    add_vsi(rmt, zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
     const uint64_t blocks = zt::live_blocks();
     tracked_mem_fault_set(zt::kSvc, 0, 1); // the first local value cannot be made
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
     tracked_mem_fault_set(zt::kSvc, 0, 0);
-    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_NO_MEMORY) +
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(ZORV_DREL_ERR_NO_MEMORY) +
                                      ") to make lcl tlv for type:9\n"))
         << zt::dump_events();
     // The second instance is still judged.
@@ -279,13 +267,13 @@ TEST(RmtRecheck, LocalValueAllocationFailureSkipsThePair) {
 }
 
 TEST(RmtRecheck, MemberVniAllocationFailureSkipsThePair) {
-    cf::add_memvni(10, 5000);
+    zt::add_memvni(10, 5000);
     zt::tlv_buf rmt;
     rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
     tracked_mem_fault_set(zt::kSvc, 0, 0);
-    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + rc_text(ZORV_DREL_ERR_NO_MEMORY) +
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(ZORV_DREL_ERR_NO_MEMORY) +
                                      ") to make lcl tlv for type:8\n"));
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:8, rmt_type:8\n"), 0u);
 }

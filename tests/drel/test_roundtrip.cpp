@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "params_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
 
-using pt::extraction;
-using pt::kIf;
-using pt::kIf2;
+using zt::extraction;
+using zt::kIf;
+using zt::kIf2;
 
 struct vsi_in {
     uint32_t vsi;
@@ -24,9 +24,9 @@ struct vsi_in {
 };
 
 void send(uint32_t is_delete, uint32_t if_index, const zt::tlv_buf &b, bool with_header) {
-    pt::msg_ptr m = pt::update_msg(is_delete, if_index, b, with_header);
+    zt::msg_ptr m = zt::update_msg(is_delete, if_index, b, with_header);
     extraction x;
-    pt::extract(m.get(), x);
+    zt::extract(m.get(), x);
     ASSERT_EQ(x.rc, 0u) << zt::dump_events();
     ASSERT_FALSE(x.array_untouched());
     ASSERT_FALSE(x.info_untouched());
@@ -35,7 +35,7 @@ void send(uint32_t is_delete, uint32_t if_index, const zt::tlv_buf &b, bool with
 TEST(RoundTrip, InterfaceScope) {
     drelm_host_set_interface(kIf, 1, 5);
     drelm_host_set_interface(kIf2, 1, 5);
-    const pt::live_baseline base;
+    const zt::live_baseline base;
     const std::vector<vsi_in> in = {
         {4, 1, ZORV_MAP_MODE_DFS, {{9000, 5}, {9001, 6}, {12000, 4000}}, {5, 6, 4000}, "gold"},
         {9, 0, ZORV_MAP_MODE_VMT, {}, {1, 2, 3}, std::string(300, 'p')},
@@ -44,22 +44,24 @@ TEST(RoundTrip, InterfaceScope) {
     {
         zt::tlv_buf b;
         for (const vsi_in &v : in)
-            pt::add_bytes(
-                b, 9, zt::make_vsi_all(kIf, v.vsi, v.admin, v.mode, v.pairs, v.allowed, v.prof));
+            zt::add_bytes(
+                b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                zt::make_vsi_all(kIf, v.vsi, v.admin, v.mode, v.pairs, v.allowed, v.prof));
         send(0, kIf, b, true);
         zt::tlv_buf other;
-        pt::add_bytes(other, 9, zt::make_vsi_all(kIf2, 4, 1, 1, {{7000, 7}}));
+        zt::add_bytes(other, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                      zt::make_vsi_all(kIf2, 4, 1, 1, {{7000, 7}}));
         send(0, kIf2, other, false);
         // a later admin change of service instance 9 through the bare form
         zt::tlv_buf admin;
-        admin.add(5, vsi_admin_t{kIf, 9, 1});
+        admin.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
         send(0, kIf, admin, false);
     }
     {
         tlv_array_t *out = nullptr;
         ASSERT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &out), 0u);
         ASSERT_NE(out, nullptr);
-        const auto t = pt::tlvs_of(out);
+        const auto t = zt::tlvs(out);
         ASSERT_EQ(t.size(), 3u);
         // service-instance order: 2, 4, 9
         const std::map<uint32_t, const vsi_in *> by_vsi = {
@@ -68,9 +70,9 @@ TEST(RoundTrip, InterfaceScope) {
         for (size_t i = 0; i < t.size(); ++i, ++it) {
             const vsi_in &want = *it->second;
             SCOPED_TRACE("vsi " + std::to_string(want.vsi));
-            EXPECT_EQ(t[i].first, 9);
-            ASSERT_EQ(t[i].second.size(), 792u + 8u * want.pairs.size());
-            const auto *v = reinterpret_cast<const vsi_all_t *>(t[i].second.data());
+            EXPECT_EQ(t[i].type, ZORV_TYPE1_INTF_VSI_ATTRIBUTES);
+            ASSERT_EQ(t[i].value.size(), 792u + 8u * want.pairs.size());
+            const auto *v = reinterpret_cast<const vsi_all_t *>(t[i].value.data());
             EXPECT_EQ(v->if_index, kIf);
             EXPECT_EQ(v->vsi, want.vsi);
             EXPECT_EQ(v->admin, want.vsi == 9 ? 1u : want.admin);
@@ -84,7 +86,7 @@ TEST(RoundTrip, InterfaceScope) {
             EXPECT_EQ(tail->dot1q_bmp.len, 512u);
             bmp4096_t allowed{};
             for (uint32_t a : want.allowed)
-                pt::bmp_on(allowed, a);
+                zorv::bmp::set(allowed, a);
             EXPECT_EQ(std::memcmp(tail->dot1q_bmp.bits, allowed.bits, 512), 0);
             EXPECT_EQ(std::string(tail->prof_name), want.prof.substr(0, 255));
         }
@@ -117,7 +119,7 @@ TEST(RoundTrip, InterfaceScope) {
     // deleting every attribute TLV through messages empties the export again
     zt::tlv_buf del;
     for (const vsi_in &v : in)
-        pt::add_bytes(del, 9, zt::make_vsi_all(kIf, v.vsi, 0, 1, {}));
+        zt::add_bytes(del, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf, v.vsi, 0, 1, {}));
     send(1, kIf, del, true);
     tlv_array_t *out = reinterpret_cast<tlv_array_t *>(uintptr_t{1});
     EXPECT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &out), 0u);
@@ -126,53 +128,54 @@ TEST(RoundTrip, InterfaceScope) {
 }
 
 TEST(RoundTrip, GlobalScope) {
-    const pt::live_baseline base;
+    const zt::live_baseline base;
     // member VNIs through configuration messages
     {
         zt::tlv_buf b;
-        b.add(8, member_vni_t{300, 7000});
-        b.add(8, member_vni_t{100, 5000});
-        b.add(8, member_vni_t{200, 6000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
         send(0, 0, b, true);
         zt::tlv_buf del;
-        del.add(8, member_vni_t{300, 7000});
+        del.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
         send(1, 0, del, false);
         zt::tlv_buf rebind;
-        rebind.add(8, member_vni_t{250, 6000});
+        rebind.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{250, 6000});
         send(0, 0, rebind, true);
     }
     // profiles and maps through the rebuild
-    auto silver = pt::map_val("silver", {{1, 10001}, {4095, 14095}});
+    auto silver = zt::map_val("silver", {{1, 10001}, {4095, 14095}});
     {
         zt::tlv_buf b;
-        pt::add_bytes(b, 1, pt::name_wire("silver"));
-        pt::add_bytes(b, 1, pt::name_wire("gold"));
-        b.add(2, silver.get(), sizeof *silver);
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("silver"));
+        zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, silver.get(), sizeof *silver);
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 1, 0), 0u);
     }
     {
         tlv_array_t *out = nullptr;
         ASSERT_EQ(zorv_drel_type1_cfg_get_params(1, 0, &out), 0u);
         ASSERT_NE(out, nullptr);
-        EXPECT_EQ(zt::stats(3).live_bytes, 4u + 260u + 260u + 16644u + 2u * 12u);
-        const auto t = pt::tlvs_of(out);
+        EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes,
+                  4u + 260u + 260u + 16644u + 2u * 12u);
+        const auto t = zt::tlvs(out);
         ASSERT_EQ(t.size(), 5u);
-        EXPECT_EQ(t[0].first, 1);
-        EXPECT_EQ(t[0].second, pt::name_wire("gold"));
-        EXPECT_EQ(t[1].first, 1);
-        EXPECT_EQ(t[1].second, pt::name_wire("silver"));
-        EXPECT_EQ(t[2].first, 2);
-        ASSERT_EQ(t[2].second.size(), sizeof(encap_map_t));
-        const auto *m = reinterpret_cast<const encap_map_t *>(t[2].second.data());
+        EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+        EXPECT_EQ(t[0].value, zt::name_wire("gold"));
+        EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+        EXPECT_EQ(t[1].value, zt::name_wire("silver"));
+        EXPECT_EQ(t[2].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
+        ASSERT_EQ(t[2].value.size(), sizeof(encap_map_t));
+        const auto *m = reinterpret_cast<const encap_map_t *>(t[2].value.data());
         EXPECT_STREQ(m->encap_name, "silver");
         for (uint32_t v = 0; v < 4096; ++v)
             ASSERT_EQ(m->dot1q_vni[v], silver->dot1q_vni[v]) << v;
-        EXPECT_EQ(t[3].first, 8);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[3].second).bd, 100u);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[3].second).vni, 5000u);
-        EXPECT_EQ(t[4].first, 8);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[4].second).bd, 250u);
-        EXPECT_EQ(pt::read_as<member_vni_t>(t[4].second).vni, 6000u);
+        EXPECT_EQ(t[3].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).bd, 100u);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).vni, 5000u);
+        EXPECT_EQ(t[4].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).bd, 250u);
+        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).vni, 6000u);
         // identifiers were handed out in rebuild order
         EXPECT_EQ(zorv_drel_get_gbl_cfg_node_id("silver"), 1u);
         EXPECT_EQ(zorv_drel_get_gbl_cfg_node_id("gold"), 2u);
@@ -197,19 +200,20 @@ TEST(RoundTrip, ExportFeedsTheRebuildOfAnotherScope) {
     // An exported interface array rebuilds the same nodes on another (empty) interface.
     drelm_host_set_interface(kIf, 1, 5);
     zt::tlv_buf b;
-    pt::add_bytes(b, 9, zt::make_vsi_all(kIf, 4, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 4, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
     send(0, kIf, b, true);
     tlv_array_t *out = nullptr;
     ASSERT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &out), 0u);
     ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(out, 0, kIf2), 0u);
     tracked_free(zt::kSvc, out);
-    auto *n = pt::if_node(kIf2, 4);
+    auto *n = zt::if_node(kIf2, 4);
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->dot1q_vni[5], 9000u);
     EXPECT_EQ(n->vdp, 1u);
     EXPECT_EQ(n->admin, 1u);
     EXPECT_STREQ(n->prof_name, "gold");
-    EXPECT_TRUE(pt::bmp_has(n->dot1q_bmp, 5));
+    EXPECT_TRUE(zorv::bmp::test(n->dot1q_bmp, 5));
 }
 
 } // namespace

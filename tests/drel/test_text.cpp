@@ -6,19 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "params_test_util.h"
+#include "zorv_test_cache.h"
 
 namespace {
-
-using pt::bmp_on;
-
-bmp4096_t bitmap(const std::vector<uint32_t> &vlans) {
-    bmp4096_t b{};
-    b.len = 512;
-    for (uint32_t v : vlans)
-        bmp_on(b, v);
-    return b;
-}
 
 // The range list record: reserved, count, then pairs.
 std::vector<uint32_t> mrange(const std::vector<std::pair<uint32_t, uint32_t>> &ranges) {
@@ -31,10 +21,6 @@ std::vector<uint32_t> mrange(const std::vector<std::pair<uint32_t, uint32_t>> &r
 }
 const zorv_mrange_t *as_mrange(const std::vector<uint32_t> &w) {
     return reinterpret_cast<const zorv_mrange_t *>(w.data());
-}
-
-const vsi_all_t *as_vsi(const std::vector<uint8_t> &v) {
-    return reinterpret_cast<const vsi_all_t *>(v.data());
 }
 
 // ---- member VNI and encap range ----------------------------------------------------------------
@@ -53,14 +39,14 @@ TEST(MemvniToStr, NullIsEmpty) {
 }
 
 TEST(EncapRangeToStr, VsiAndName) {
-    const vsi_encap_rng_t r = pt::rng_val(pt::kIf, 7, "gold", {1, 2});
+    const vsi_encap_rng_t r = zt::rng_val(zt::kIf, 7, "gold", {1, 2});
     char *s = zorv_drel_if_tlv_encap_range_to_str(&r);
     EXPECT_EQ(s, zorv_if_encap_range_str_buf);
     EXPECT_STREQ(s, "7:gold");
 }
 
 TEST(EncapRangeToStr, UnterminatedNameIsCut) {
-    vsi_encap_rng_t r = pt::rng_val(pt::kIf, 12, "");
+    vsi_encap_rng_t r = zt::rng_val(zt::kIf, 12, "");
     std::memset(r.encap_name, 'n', sizeof r.encap_name);
     // 3 characters of "12:" plus 252 of the name fill the 256-byte buffer.
     EXPECT_EQ(std::string(zorv_drel_if_tlv_encap_range_to_str(&r)), "12:" + std::string(252, 'n'));
@@ -69,14 +55,14 @@ TEST(EncapRangeToStr, UnterminatedNameIsCut) {
 // ---- VLAN list -------------------------------------------------------------------------------
 
 TEST(Dot1qMapToStr, AllZeroIsEmpty) {
-    const bmp4096_t b = bitmap({});
+    const bmp4096_t b = zt::bmp_of({});
     char *s = zorv_drel_lib_dot1q_map_to_str(&b);
     EXPECT_EQ(s, zorv_vlan_bmp_str_buf);
     EXPECT_STREQ(s, "");
 }
 
 TEST(Dot1qMapToStr, FirstAndLastVlan) {
-    const bmp4096_t b = bitmap({0, 4095});
+    const bmp4096_t b = zt::bmp_of({0, 4095});
     EXPECT_STREQ(zorv_drel_lib_dot1q_map_to_str(&b), "0,4095");
 }
 
@@ -87,12 +73,12 @@ TEST(Dot1qMapToStr, AllSetIsOneRange) {
 }
 
 TEST(Dot1qMapToStr, RunsJoinedByBareComma) {
-    const bmp4096_t b = bitmap({1, 2, 3, 10, 20, 21, 22});
+    const bmp4096_t b = zt::bmp_of({1, 2, 3, 10, 20, 21, 22});
     EXPECT_STREQ(zorv_drel_lib_dot1q_map_to_str(&b), "1-3,10,20-22");
 }
 
 TEST(Dot1qMapToStr, LengthWordIsNotRead) {
-    bmp4096_t b = bitmap({7, 8});
+    bmp4096_t b = zt::bmp_of({7, 8});
     b.len = 0;
     EXPECT_STREQ(zorv_drel_lib_dot1q_map_to_str(&b), "7-8");
 }
@@ -104,7 +90,7 @@ TEST(Dot1qMapToStr, EverySecondVlan) {
         vlans.push_back(v);
         expect += (v == 0 ? "" : ",") + std::to_string(v);
     }
-    const bmp4096_t b = bitmap(vlans);
+    const bmp4096_t b = zt::bmp_of(vlans);
     EXPECT_EQ(std::string(zorv_drel_lib_dot1q_map_to_str(&b)), expect);
     EXPECT_GT(expect.size(), 9000u);
 }
@@ -116,7 +102,7 @@ TEST(Dot1qMapToStr, NullIsEmpty) {
 // ---- VLAN-to-VNI pairs -----------------------------------------------------------------------
 
 TEST(EncapMapToStr, TypeTwoPairsAndLogs) {
-    auto m = pt::map_val("prof", {{5, 9000}, {7, 9001}});
+    auto m = zt::map_val("prof", {{5, 9000}, {7, 9001}});
     char *s = zorv_drel_gbl_tlv_encap_map_to_str(m.get(), nullptr);
     EXPECT_EQ(s, zorv_gbl_encap_map_str_buf);
     EXPECT_STREQ(s, "prof:5,9000 7,9001 ");
@@ -131,12 +117,12 @@ TEST(EncapMapToStr, TypeTwoPairsAndLogs) {
 }
 
 TEST(EncapMapToStr, VlanZeroIsIncluded) {
-    auto m = pt::map_val("p", {{0, 1}, {4095, 2}});
+    auto m = zt::map_val("p", {{0, 1}, {4095, 2}});
     EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(m.get(), nullptr), "p:0,1 4095,2 ");
 }
 
 TEST(EncapMapToStr, NameWithoutMapIsPrefixOnly) {
-    auto m = pt::map_val("lonely");
+    auto m = zt::map_val("lonely");
     EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(m.get(), nullptr), "lonely:");
 }
 
@@ -144,7 +130,7 @@ TEST(EncapMapToStr, EveryVlanMappedIsCutBelow254) {
     std::vector<std::pair<uint32_t, uint32_t>> pairs;
     for (uint32_t v = 0; v < 4096; ++v)
         pairs.emplace_back(v, 100000 + v);
-    auto m = pt::map_val("full", pairs);
+    auto m = zt::map_val("full", pairs);
     // Independent model: the running length starts one past the prefix and pieces stop before
     // it would pass 254.
     std::string expect = "full:";
@@ -164,15 +150,15 @@ TEST(EncapMapToStr, EveryVlanMappedIsCutBelow254) {
 }
 
 TEST(EncapMapToStr, LongNameLeavesNoRoomForPairs) {
-    auto m = pt::map_val(std::string(255, 'x'), {{5, 9000}});
+    auto m = zt::map_val(std::string(255, 'x'), {{5, 9000}});
     // The prefix is formatted within 255 bytes: 254 characters, the colon is cut.
     EXPECT_EQ(std::string(zorv_drel_gbl_tlv_encap_map_to_str(m.get(), nullptr)),
               std::string(254, 'x'));
 }
 
 TEST(EncapMapToStr, TypeNinePairsInEntryOrder) {
-    const auto v = zt::make_vsi_all(pt::kIf, 7, 1, 1, {{9001, 7}, {9000, 5}});
-    EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, as_vsi(v)), "7,9001 5,9000 ");
+    const auto v = zt::make_vsi_all(zt::kIf, 7, 1, 1, {{9001, 7}, {9000, 5}});
+    EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, zt::as_vsi(v)), "7,9001 5,9000 ");
     EXPECT_TRUE(
         zt::has_log("zorv_drel_gbl_tlv_encap_map_to_str", ": tlen:14, encap_map:7,9001 5,9000 \n"));
 }
@@ -181,37 +167,37 @@ TEST(EncapMapToStr, TypeNineCutAt254) {
     std::vector<std::pair<uint32_t, uint32_t>> pairs;
     for (uint32_t v = 1; v <= 100; ++v)
         pairs.emplace_back(1000000 + v, v);
-    const auto val = zt::make_vsi_all(pt::kIf, 7, 1, 1, pairs);
+    const auto val = zt::make_vsi_all(zt::kIf, 7, 1, 1, pairs);
     std::string expect;
     for (auto [vni, dot1q] : pairs) {
         const std::string piece = std::to_string(dot1q) + "," + std::to_string(vni) + " ";
         if (expect.size() + piece.size() > 254) break;
         expect += piece;
     }
-    EXPECT_EQ(std::string(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, as_vsi(val))), expect);
+    EXPECT_EQ(std::string(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, zt::as_vsi(val))), expect);
     EXPECT_LE(expect.size(), 254u);
     EXPECT_GT(expect.size(), 240u);
 }
 
 TEST(EncapMapToStr, NothingToRender) {
-    const auto v = zt::make_vsi_all(pt::kIf, 7, 1, 1, {});
-    EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, as_vsi(v)), "");
+    const auto v = zt::make_vsi_all(zt::kIf, 7, 1, 1, {});
+    EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, zt::as_vsi(v)), "");
     EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, nullptr), "");
     EXPECT_TRUE(zt::has_log("zorv_drel_gbl_tlv_encap_map_to_str", ": tlen:0, encap_map:\n"));
 }
 
 TEST(EncapMapToStr, NegativeCountRendersNothing) {
-    auto v = zt::make_vsi_all(pt::kIf, 7, 1, 1, {});
+    auto v = zt::make_vsi_all(zt::kIf, 7, 1, 1, {});
     reinterpret_cast<vsi_all_t *>(v.data())->dyn_map_cnt = 0x80000000u;
-    EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, as_vsi(v)), "");
+    EXPECT_STREQ(zorv_drel_gbl_tlv_encap_map_to_str(nullptr, zt::as_vsi(v)), "");
 }
 
 // ---- service-instance summary ----------------------------------------------------------------
 
 TEST(VsiAllToStr, LongFormUnderVersion40) {
     const auto v =
-        zt::make_vsi_all(pt::kIf, 7, 1, ZORV_MAP_MODE_DFS, {{9000, 5}}, {1, 2, 3, 10}, "gold");
-    char *s = zorv_drel_if_tlv_vsi_all_to_str(as_vsi(v));
+        zt::make_vsi_all(zt::kIf, 7, 1, ZORV_MAP_MODE_DFS, {{9000, 5}}, {1, 2, 3, 10}, "gold");
+    char *s = zorv_drel_if_tlv_vsi_all_to_str(zt::as_vsi(v));
     EXPECT_EQ(s, zorv_if_vsi_all_str_buf);
     const std::string expect = "Vsi:7 Admin:Up Map:5,9000  VDP:FALSE VMT:FALSE DFS:TRUE "
                                "LLDP:FALSE AllwdDot1q: 1-3,10 ProfName: gold";
@@ -232,8 +218,8 @@ TEST(VsiAllToStr, EachModeShowsOneTrue) {
         {ZORV_MAP_MODE_LLDP, "VDP:FALSE VMT:FALSE DFS:FALSE LLDP:TRUE"},
     };
     for (const row &r : rows) {
-        const auto v = zt::make_vsi_all(pt::kIf, 9, 0, r.mode, {}, {}, "p");
-        EXPECT_EQ(std::string(zorv_drel_if_tlv_vsi_all_to_str(as_vsi(v))),
+        const auto v = zt::make_vsi_all(zt::kIf, 9, 0, r.mode, {}, {}, "p");
+        EXPECT_EQ(std::string(zorv_drel_if_tlv_vsi_all_to_str(zt::as_vsi(v))),
                   std::string("Vsi:9 Admin:Down Map: ") + r.flags + " AllwdDot1q:  ProfName: p")
             << "mode " << r.mode;
     }
@@ -241,14 +227,14 @@ TEST(VsiAllToStr, EachModeShowsOneTrue) {
 
 TEST(VsiAllToStr, ShortFormAtVersion39HasNoVmtOrLldp) {
     drelm_host_set_pelk_oper_ver(39);
-    const auto vmt = zt::make_vsi_all(pt::kIf, 7, 0, ZORV_MAP_MODE_VMT, {{9000, 5}}, {1}, "gold");
-    EXPECT_STREQ(zorv_drel_if_tlv_vsi_all_to_str(as_vsi(vmt)),
+    const auto vmt = zt::make_vsi_all(zt::kIf, 7, 0, ZORV_MAP_MODE_VMT, {{9000, 5}}, {1}, "gold");
+    EXPECT_STREQ(zorv_drel_if_tlv_vsi_all_to_str(zt::as_vsi(vmt)),
                  "Vsi:7 Admin:Down Map:5,9000  VDP:FALSE DFS:FALSE");
-    const auto vdp = zt::make_vsi_all(pt::kIf, 7, 2, ZORV_MAP_MODE_VDP, {});
-    EXPECT_STREQ(zorv_drel_if_tlv_vsi_all_to_str(as_vsi(vdp)),
+    const auto vdp = zt::make_vsi_all(zt::kIf, 7, 2, ZORV_MAP_MODE_VDP, {});
+    EXPECT_STREQ(zorv_drel_if_tlv_vsi_all_to_str(zt::as_vsi(vdp)),
                  "Vsi:7 Admin:Up Map: VDP:TRUE DFS:FALSE");
-    const auto dfs = zt::make_vsi_all(pt::kIf, 7, 2, ZORV_MAP_MODE_DFS, {});
-    EXPECT_STREQ(zorv_drel_if_tlv_vsi_all_to_str(as_vsi(dfs)),
+    const auto dfs = zt::make_vsi_all(zt::kIf, 7, 2, ZORV_MAP_MODE_DFS, {});
+    EXPECT_STREQ(zorv_drel_if_tlv_vsi_all_to_str(zt::as_vsi(dfs)),
                  "Vsi:7 Admin:Up Map: VDP:FALSE DFS:TRUE");
     EXPECT_EQ(std::string(zorv_if_vsi_all_str_buf).find("VMT"), std::string::npos);
 }
@@ -257,8 +243,8 @@ TEST(VsiAllToStr, TextIsCutToTheBuffer) {
     std::vector<uint32_t> every_second;
     for (uint32_t v = 0; v < 4096; v += 2)
         every_second.push_back(v);
-    const auto v = zt::make_vsi_all(pt::kIf, 7, 1, 1, {}, every_second, "gold");
-    const std::string s = zorv_drel_if_tlv_vsi_all_to_str(as_vsi(v));
+    const auto v = zt::make_vsi_all(zt::kIf, 7, 1, 1, {}, every_second, "gold");
+    const std::string s = zorv_drel_if_tlv_vsi_all_to_str(zt::as_vsi(v));
     EXPECT_EQ(s.size(), 255u);
     const std::string head = "Vsi:7 Admin:Up Map: VDP:FALSE VMT:FALSE DFS:FALSE LLDP:FALSE "
                              "AllwdDot1q: 0,2,4,";
@@ -274,7 +260,7 @@ TEST(VsiAllToStr, NullIsEmpty) {
 // ---- bitmap dump -----------------------------------------------------------------------------
 
 TEST(PrintVlanBmp, CaptionBitsAndEnd) {
-    const bmp4096_t b = bitmap({0, 3, 4095});
+    const bmp4096_t b = zt::bmp_of({0, 3, 4095});
     debug_history_clear(zt::kSvc);
     const int rc = zorv_drel_lib_print_vlan_bmp(&b, "allowed");
     EXPECT_EQ(rc, 0);

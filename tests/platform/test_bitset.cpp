@@ -10,7 +10,7 @@
 
 #include <platform/platform.h>
 
-#include "new_probe.h"
+#include "zorv_test_new_probe.h"
 
 namespace {
 
@@ -127,74 +127,74 @@ TEST_F(Bitset, RootNeverMovesAndKeepsItsSizeWord) {
 }
 
 TEST_F(Bitset, GrowthFollowsTheOccupiedPartsNotTheRange) {
-    probe::start();
+    zt::probe::start();
     ASSERT_EQ(bitset_set(set, 0xABCDEF), 0);
-    const int64_t one = probe::live_bytes.load();
+    const int64_t one = zt::probe::live_bytes.load();
     EXPECT_GT(one, 0);
     EXPECT_LT(one, 2048) << "one member costs little";
     // A dense run of 4096 members in one place costs no more than one member.
     for (uint32_t v = 0xABC000; v < 0xABD000; ++v)
         ASSERT_EQ(bitset_set(set, v), 0);
-    EXPECT_EQ(probe::live_bytes.load(), one);
+    EXPECT_EQ(zt::probe::live_bytes.load(), one);
     // Members at both ends of the range add only their own stretches.
     ASSERT_EQ(bitset_set(set, 0), 0);
     ASSERT_EQ(bitset_set(set, BITSET_MAX_BIT), 0);
-    EXPECT_LE(probe::live_bytes.load(), 3 * one);
+    EXPECT_LE(zt::probe::live_bytes.load(), 3 * one);
     EXPECT_EQ(bitset_count(set), 4096 + 2);
     // Clearing everything gives the growth back.
     for (uint32_t v : members(set))
         ASSERT_EQ(bitset_clear(set, v), 0);
-    EXPECT_EQ(probe::live_bytes.load(), 0);
-    EXPECT_EQ(probe::live_blocks.load(), 0);
-    probe::stop();
+    EXPECT_EQ(zt::probe::live_bytes.load(), 0);
+    EXPECT_EQ(zt::probe::live_blocks.load(), 0);
+    zt::probe::stop();
 }
 
 TEST_F(Bitset, SpreadMembersCostPerStretch) {
-    probe::start();
+    zt::probe::start();
     for (uint32_t i = 0; i < 64; ++i)
         ASSERT_EQ(bitset_set(set, i << 18), 0);
-    const int64_t spread = probe::live_bytes.load();
+    const int64_t spread = zt::probe::live_bytes.load();
     EXPECT_LT(spread, 64 * 2048);
     EXPECT_EQ(bitset_count(set), 64);
-    probe::stop();
+    zt::probe::stop();
 }
 
 TEST_F(Bitset, FailedGrowthLeavesTheSetUnchanged) {
     ASSERT_EQ(bitset_set(set, 10), 0);
-    probe::start();
+    zt::probe::start();
     for (int64_t after = 0; after < 2; ++after) {
-        probe::fail(after, 1); // the first or the second allocation of the growth fails
+        zt::probe::fail(after, 1); // the first or the second allocation of the growth fails
         EXPECT_EQ(bitset_set(set, 0x900000), static_cast<int>(BITSET_ERR_NO_MEMORY)) << after;
-        EXPECT_EQ(probe::live_blocks.load(), 0) << "a half-built stretch is given back";
+        EXPECT_EQ(zt::probe::live_blocks.load(), 0) << "a half-built stretch is given back";
         EXPECT_EQ(bitset_count(set), 1);
         EXPECT_EQ(bitset_find(set, 11), -1);
     }
-    probe::fail(0, 1);
+    zt::probe::fail(0, 1);
     EXPECT_EQ(bitset_set(set, 20), 0);
-    EXPECT_EQ(probe::fail_count.load(), 1) << "no growth needed next to a member";
-    probe::fail(-1, 0);
+    EXPECT_EQ(zt::probe::fail_count.load(), 1) << "no growth needed next to a member";
+    zt::probe::fail(-1, 0);
     const std::vector<uint32_t> all = members(set);
-    probe::fail(0, 1000000);
+    zt::probe::fail(0, 1000000);
     int failures = 0;
     for (uint32_t v : all)
         failures += bitset_clear(set, v) != 0; // clear never allocates
-    probe::fail(-1, 0);
+    zt::probe::fail(-1, 0);
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(bitset_count(set), 0);
     EXPECT_EQ(bitset_set(set, 0x900000), 0);
     EXPECT_EQ(members(set), std::vector<uint32_t>{0x900000});
-    probe::stop();
+    zt::probe::stop();
 }
 
 TEST(BitsetFree, ReleasesGrowthAndRoot) {
-    probe::start();
+    zt::probe::start();
     bitset_t *s = make_root();
     for (uint32_t v = 0; v <= BITSET_MAX_BIT; v += 100003)
         ASSERT_EQ(bitset_set(s, v), 0);
-    EXPECT_GT(probe::live_blocks.load(), 0);
+    EXPECT_GT(zt::probe::live_blocks.load(), 0);
     bitset_free(s); // the root goes with free(): the sanitizer checks it
-    EXPECT_EQ(probe::live_blocks.load(), 0);
-    probe::stop();
+    EXPECT_EQ(zt::probe::live_blocks.load(), 0);
+    zt::probe::stop();
     bitset_free(nullptr);
     bitset_free(make_root()); // a set that never grew
 }

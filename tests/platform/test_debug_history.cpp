@@ -8,7 +8,7 @@
 
 #include <platform/platform.h>
 
-#include "new_probe.h"
+#include "zorv_test_new_probe.h"
 
 namespace {
 
@@ -131,11 +131,11 @@ TEST(DebugHistory, LongEventIsKeptWhole) {
 TEST(DebugHistory, LoggingDoesNotAllocate) {
     ASSERT_EQ(debug_history_open(kSvc, 2048), 0);
     debug_history_log(kSvc, 0, 0, "warm up %d", 0);
-    probe::start();
+    zt::probe::start();
     for (int i = 0; i < 2000; ++i)
         debug_history_log(kSvc, 0, 0, "%s(%d): value %d\n", "f", i, i);
-    probe::stop();
-    EXPECT_EQ(probe::allocations.load(), 0);
+    zt::probe::stop();
+    EXPECT_EQ(zt::probe::allocations.load(), 0);
     EXPECT_GT(debug_history_count(kSvc), 0u);
 }
 

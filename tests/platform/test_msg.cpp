@@ -7,7 +7,7 @@
 
 #include <platform/platform.h>
 
-#include "new_probe.h"
+#include "zorv_test_new_probe.h"
 
 namespace {
 
@@ -82,15 +82,15 @@ TEST(Msg, OpcodeNamesAreNeverNull) {
 
 TEST(Msg, NoMemoryGivesNull) {
     const uint8_t byte = 1;
-    probe::start();
-    probe::fail(0, 2);
+    zt::probe::start();
+    zt::probe::fail(0, 2);
     EXPECT_EQ(msg_create(1, &byte, 1), nullptr);
     EXPECT_EQ(msg_create_request(0x1DFF, 1), nullptr);
     msg_t *m = msg_create(1, &byte, 1);
     EXPECT_NE(m, nullptr);
     msg_destroy(m);
-    probe::stop();
-    EXPECT_EQ(probe::live_blocks.load(), 0);
+    zt::probe::stop();
+    EXPECT_EQ(zt::probe::live_blocks.load(), 0);
 }
 
 TEST(Msg, RequestMessageHasNoPayload) {

@@ -10,7 +10,7 @@
 
 #include <platform/platform.h>
 
-#include "new_probe.h"
+#include "zorv_test_new_probe.h"
 
 namespace {
 
@@ -239,21 +239,21 @@ TEST(Tree, CreateNeedsACompareFunction) {
 }
 
 TEST(Tree, NoMemory) {
-    probe::start();
-    probe::fail(0, 1);
+    zt::probe::start();
+    zt::probe::fail(0, 1);
     EXPECT_EQ(tree_create(cmp_int, 0), nullptr);
     tree_t *t = tree_create(cmp_int, 0);
     ASSERT_NE(t, nullptr);
     int a = 1, b = 2;
     ASSERT_EQ(tree_insert(t, &a), 0);
-    probe::fail(0, 1);
+    zt::probe::fail(0, 1);
     EXPECT_EQ(tree_insert(t, &b), static_cast<int>(TREE_ERR_NO_MEMORY));
     EXPECT_EQ(tree_count(t), 1u);
     EXPECT_EQ(tree_find(t, &b), nullptr);
     EXPECT_EQ(tree_insert(t, &b), 0);
     tree_destroy(t, nullptr);
-    probe::stop();
-    EXPECT_EQ(probe::live_blocks.load(), 0);
+    zt::probe::stop();
+    EXPECT_EQ(zt::probe::live_blocks.load(), 0);
 }
 
 TEST(Tree, OperationsTakeLogarithmicallyManyComparisons) {

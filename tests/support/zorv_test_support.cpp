@@ -1,4 +1,5 @@
-// zorv_test_support.cpp - implementation of the shared test helpers.
+// zorv_test_support.cpp - implementation of the shared test helpers. It calls no function of
+// the library itself, so that tests which load the library on their own can use it.
 #include "zorv_test_support.h"
 
 #include <algorithm>
@@ -53,10 +54,50 @@ std::string dump_events() {
     return out;
 }
 
+bool has_log_prefix(std::string_view fn, std::string_view text_prefix) {
+    for (const auto &e : events()) {
+        std::string_view v(e);
+        if (v.substr(0, fn.size()) != fn || v.size() <= fn.size() || v[fn.size()] != '(') continue;
+        const size_t close = v.find(')', fn.size());
+        if (close == std::string_view::npos) continue;
+        if (v.substr(close + 1, text_prefix.size()) == text_prefix) return true;
+    }
+    return false;
+}
+
+std::string hex(uint32_t v) {
+    char b[16];
+    std::snprintf(b, sizeof b, "%x", v);
+    return b;
+}
+
+std::string rc_text(uint32_t rc) {
+    return "0x" + hex(rc) + ", " + error_to_string(rc);
+}
+
+std::string rc_text(uint32_t rc, const char *tail) {
+    return ": Failed (rc=" + rc_text(rc) + ") " + tail + "\n";
+}
+
+std::string get_next_line(uint32_t rc) {
+    return ": failed (rc=" + rc_text(rc) + ") get_next_tlv\n";
+}
+
 tracked_mem_stats_t stats(int32_t mem_type) {
     tracked_mem_stats_t s{};
     tracked_mem_stats_get(kSvc, mem_type, &s);
     return s;
+}
+
+void expect_all_returned(const tracked_mem_stats_t &before, const tracked_mem_stats_t &loaded,
+                         uint64_t made) {
+    const auto after = stats();
+    EXPECT_EQ(after.live_blocks, before.live_blocks);
+    EXPECT_EQ(after.live_bytes, before.live_bytes);
+    EXPECT_EQ(after.frees, loaded.frees + made);
+    EXPECT_EQ(after.bad_frees, before.bad_frees);
+    for (int32_t t = ZORV_DREL_LIB_MEM_NONE + 1; t < ZORV_DREL_LIB_MEM_MAX; ++t)
+        EXPECT_EQ(live_blocks(t), 0u) << "memory type " << t;
 }
 
 tlv_buf::tlv_buf(uint32_t capacity) : storage_((capacity + 7) / 8, 0), capacity_(capacity) {}
@@ -67,9 +108,30 @@ tlv_buf &tlv_buf::add(uint16_t type, const void *value, uint16_t len) {
     return *this;
 }
 
+tlv_buf vsis(const std::vector<std::vector<uint8_t>> &values) {
+    tlv_buf b;
+    for (const auto &v : values)
+        add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
+    return b;
+}
+
+tlv_buf memvnis(const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni) {
+    tlv_buf b;
+    for (auto [bd, vni] : bd_vni)
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{bd, vni});
+    return b;
+}
+
+void append_cut_tlv(tlv_buf &b, uint16_t type, uint16_t claimed) {
+    tlv_array_t *a = b.get();
+    uint8_t *at = a->data + a->len;
+    std::memcpy(at, &type, 2);
+    std::memcpy(at + 2, &claimed, 2);
+    a->len += 4;
+}
+
 std::vector<uint8_t> make_vsi_all(uint32_t if_index, uint32_t vsi, uint32_t admin,
-                                  uint32_t map_mode,
-                                  const std::vector<std::pair<uint32_t, uint32_t>> &pairs,
+                                  uint32_t map_mode, const pairs_t &pairs,
                                   const std::vector<uint32_t> &allowed_vlans,
                                   const std::string &prof_name) {
     std::vector<uint8_t> v(ZORV_VSI_ALL_FIXED_LEN + 8 * pairs.size(), 0);
@@ -86,8 +148,15 @@ std::vector<uint8_t> make_vsi_all(uint32_t if_index, uint32_t vsi, uint32_t admi
     vsi_all_tail_t *t = ZORV_VSI_ALL_TAIL(h, pairs.size());
     t->dot1q_bmp.len = 512;
     for (uint32_t vlan : allowed_vlans)
-        if (vlan < 4096) t->dot1q_bmp.bits[vlan / 8] |= static_cast<uint8_t>(0x80u >> (vlan % 8));
+        zorv::bmp::set(t->dot1q_bmp, vlan); // a VLAN at or above 4096 is left out
     std::strncpy(t->prof_name, prof_name.c_str(), 255);
+    return v;
+}
+
+std::vector<uint8_t> vsi_with_count(uint32_t if_index, uint32_t vsi, uint32_t admin,
+                                    const pairs_t &pairs, int32_t count, uint32_t mode) {
+    auto v = make_vsi_all(if_index, vsi, admin, mode, pairs);
+    reinterpret_cast<vsi_all_t *>(v.data())->dyn_map_cnt = static_cast<uint32_t>(count);
     return v;
 }
 
@@ -100,6 +169,50 @@ std::unique_ptr<encap_map_t> map_val(const std::string &name,
     for (auto [v, vni] : vlan_vni)
         if (v < ZORV_DOT1Q_COUNT) m->dot1q_vni[v] = vni;
     return m;
+}
+
+std::vector<uint8_t> name_wire(const std::string &name) {
+    std::vector<uint8_t> v(ZORV_ENCAP_NAME_WIRE_LEN, 0);
+    std::memcpy(v.data(), name.data(), std::min<size_t>(name.size(), v.size()));
+    return v;
+}
+
+encap_name_t name_rec(const std::string &name, uint32_t id) {
+    encap_name_t r{};
+    std::strncpy(r.encap_name, name.c_str(), sizeof r.encap_name - 1);
+    r.id = id;
+    return r;
+}
+
+vsi_encap_rng_t rng_val(uint32_t if_index, uint32_t vsi, const std::string &name,
+                        const std::vector<uint32_t> &vlans, bool all) {
+    vsi_encap_rng_t r{};
+    r.if_index = if_index;
+    r.vsi = vsi;
+    std::strncpy(r.encap_name, name.c_str(), sizeof r.encap_name - 1);
+    zorv::bmp::reset(r.dot1q_bmp);
+    if (all) zorv::bmp::fill(r.dot1q_bmp, 0xFF);
+    for (uint32_t v : vlans)
+        zorv::bmp::set(r.dot1q_bmp, v);
+    return r;
+}
+
+bitset_t *new_set() {
+    void *p = std::calloc(1, BITSET_ROOT_BYTES);
+    *static_cast<uint32_t *>(p) = 1024;
+    return static_cast<bitset_t *>(p);
+}
+
+std::vector<tlv_item> tlvs(const tlv_array_t *a) {
+    std::vector<tlv_item> out;
+    uint32_t cursor = 0;
+    uint16_t type = 0, len = 0;
+    void *value = nullptr;
+    while (tlv_array_next(a, &cursor, &type, &len, &value, 1) == 0) {
+        const auto *p = static_cast<const uint8_t *>(value);
+        out.push_back({type, std::vector<uint8_t>(p, p + len)});
+    }
+    return out;
 }
 
 std::vector<uint8_t> make_update(uint32_t is_delete, uint32_t if_index, const tlv_buf &array,

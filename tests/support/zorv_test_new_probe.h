@@ -1,15 +1,15 @@
-// new_probe.h - replaces the global operator new/delete of a test program so that a test can
-// count what the platform allocates with new and make an allocation fail. Include in exactly
-// one source file of a test program.
-#ifndef ZORV_TESTS_NEW_PROBE_H
-#define ZORV_TESTS_NEW_PROBE_H
+// zorv_test_new_probe.h - replaces the global operator new/delete of a test program so that a
+// test can count what the platform allocates with new and make an allocation fail. Include in
+// exactly one source file of a test program, and only in the tests that need it.
+#ifndef ZORV_TEST_NEW_PROBE_H
+#define ZORV_TEST_NEW_PROBE_H
 
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
 
-namespace probe {
+namespace zt::probe {
 
 // Allocations made while `counting` is on are counted until they are freed.
 inline std::atomic<bool> counting{false};
@@ -76,41 +76,41 @@ inline void fail(int64_t after, int64_t count) {
     fail_count = count;
 }
 
-} // namespace probe
+} // namespace zt::probe
 
 void *operator new(std::size_t size) {
-    void *p = probe::allocate(size);
+    void *p = zt::probe::allocate(size);
     if (p == nullptr) throw std::bad_alloc();
     return p;
 }
 void *operator new[](std::size_t size) {
-    void *p = probe::allocate(size);
+    void *p = zt::probe::allocate(size);
     if (p == nullptr) throw std::bad_alloc();
     return p;
 }
 void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
-    return probe::allocate(size);
+    return zt::probe::allocate(size);
 }
 void *operator new[](std::size_t size, const std::nothrow_t &) noexcept {
-    return probe::allocate(size);
+    return zt::probe::allocate(size);
 }
 void operator delete(void *p) noexcept {
-    probe::release(p);
+    zt::probe::release(p);
 }
 void operator delete[](void *p) noexcept {
-    probe::release(p);
+    zt::probe::release(p);
 }
 void operator delete(void *p, std::size_t) noexcept {
-    probe::release(p);
+    zt::probe::release(p);
 }
 void operator delete[](void *p, std::size_t) noexcept {
-    probe::release(p);
+    zt::probe::release(p);
 }
 void operator delete(void *p, const std::nothrow_t &) noexcept {
-    probe::release(p);
+    zt::probe::release(p);
 }
 void operator delete[](void *p, const std::nothrow_t &) noexcept {
-    probe::release(p);
+    zt::probe::release(p);
 }
 
 #endif
