@@ -444,8 +444,11 @@ class tlv_mutator {
             }
             [[fallthrough]];
         case 1:
-        case 2: { // a well-formed TLV somewhere
-            const uint16_t ty = kTypes[r.below(7)];
+        case 2: { // a well-formed TLV somewhere; the 16 KiB types now and then only
+            uint16_t ty = kTypes[r.below(7)];
+            if ((ty == ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP || ty == ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP) &&
+                (buf_.size() > 8192 || !r.one_in(4)))
+                ty = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
             auto v = good_value(ty, r);
             const size_t at = n && r.one_in(2) ? items_[pick].off : end_;
             if (buf_.size() + v.size() + 8 <= max_) insert_tlv(at, ty, v);
@@ -489,8 +492,8 @@ class tlv_mutator {
                 parse();
             }
             break;
-        case 8: // repeat a TLV
-            if (n) {
+        case 8: // repeat a TLV (a long one seldom)
+            if (n && (items_[pick].len < 1024 || r.one_in(8))) {
                 const tlv_pos t = items_[pick];
                 std::vector<uint8_t> v(&buf_[t.off + 4], &buf_[t.off + 4] + t.len);
                 if (buf_.size() + v.size() + 8 <= max_) insert_tlv(end_, t.type, v);
@@ -526,6 +529,16 @@ class tlv_mutator {
         }
     }
 
+    size_t size() const { return buf_.size(); }
+    void drop_one(rng &r) {
+        if (items_.empty()) return;
+        const tlv_pos t = items_[r.below(static_cast<uint32_t>(items_.size()))];
+        const size_t total = (4u + t.len + 3u) & ~size_t{3};
+        buf_.erase(buf_.begin() + static_cast<long>(t.off),
+                   buf_.begin() + static_cast<long>(std::min(t.off + total, buf_.size())));
+        parse();
+    }
+
     size_t finish(uint8_t *data, rng &r) {
         if (!r.one_in(8)) fix_header();
         if (buf_.size() > max_) buf_.resize(max_);
@@ -553,6 +566,8 @@ inline size_t mutate(uint8_t *data, size_t size, size_t max, unsigned seed, layo
     tlv_mutator m(data, size, max, lay);
     for (uint32_t k = 0, ops = 1 + r.below(3); k < ops; ++k)
         m.mutate(r);
+    // Long inputs are slow and seldom deeper: they shrink more often than they grow.
+    if (m.size() > 16384 && r.one_in(2)) m.drop_one(r);
     return m.finish(data, r);
 }
 
