@@ -1,49 +1,51 @@
-// fuzz_remote_tlvs.cpp - arbitrary bytes as the peer's TLV array, through every check that
-// reads one: graceful, strict, the re-check in both scopes, and the printable rows.
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-
+// fuzz_remote_tlvs.cpp - arbitrary bytes as the peer's TLV array, through the graceful check and
+// the strict check, against the exported local array of either scope, an empty one or none.
+//   ctl[0] bit 0: the peer runs protocol version 39 (else 40)
+//   ctl[0] bits 1-2: local array: 0 the interface's export, 1 the global export, 2 null, 3 empty
+//   ctl[1]: the flags word of the graceful check
 #include "fuzz_common.h"
 
 namespace {
 
-tlv_array_t *g_local_if = nullptr;
-tlv_array_t *g_local_gbl = nullptr;
+tlv_array_t *g_local[2] = {nullptr, nullptr};
+tlv_array_t g_empty{};
 
-void setup_once() {
-    if (g_local_if != nullptr) return;
-    fuzz::fill_cache();
-    zorv_drel_type1_cfg_get_params(0, fuzz::kIfIndex, &g_local_if);
-    zorv_drel_type1_cfg_get_params(1, 0, &g_local_gbl);
+void setup() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    fuzz::setup_once();
+    fuzz::code(zorv_drel_type1_cfg_get_params(0, fuzz::kIfIndex, &g_local[0]), "if export");
+    fuzz::code(zorv_drel_type1_cfg_get_params(1, 0, &g_local[1]), "gbl export");
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    setup_once();
-    // The receiver checks the array header against what it received, as the peer link does.
-    if (size < 4) return 0;
-    auto *rmt = static_cast<tlv_array_t *>(std::malloc(size));
-    std::memcpy(rmt, data, size);
-    if (uint64_t{rmt->len} + 4 > size) rmt->len = static_cast<uint32_t>(size - 4);
+    setup();
+    const fuzz::leak_guard guard;
+    const fuzz::input in = fuzz::split(data, size);
+    const fuzz::array_copy rmt(in.rest, in.rest_size);
+    drelm_host_set_pelk_oper_ver(in.bit(0) ? 39 : 40);
 
-    for (const tlv_array_t *lcl : {g_local_if, g_local_gbl}) {
-        type1_compat_result_t pass{}, fail{};
-        zorv_drel_type1_cfg_compat_check(0, lcl, rmt, 0, 0, &pass, &fail);
-        bitset_free(pass.vni_set);
-        bitset_free(fail.vni_set);
-        zorv_drel_type1_cfg_gbl_compat_check(0, lcl, rmt);
+    const tlv_array_t *lcl = nullptr;
+    switch ((in.ctl[0] >> 1) & 3) {
+    case 0: lcl = g_local[0]; break;
+    case 1: lcl = g_local[1]; break;
+    case 2: lcl = nullptr; break;
+    default: lcl = &g_empty; break;
     }
     type1_compat_result_t pass{}, fail{};
-    zorv_drel_type1_cfg_compat_check(0, nullptr, rmt, 0, 0, &pass, &fail);
+    fuzz::code(zorv_drel_type1_cfg_compat_check(in.ctl[2], lcl, rmt.get(), in.ctl[1], 0, &pass,
+                                                &fail),
+               "compat_check");
     bitset_free(pass.vni_set);
     bitset_free(fail.vni_set);
-    zorv_drel_type1_rmt_cfg_cache_rebuild(rmt, 0, fuzz::kIfIndex);
-    zorv_drel_type1_rmt_cfg_cache_rebuild(rmt, 1, 0);
-    drelm_app_info_t *info = nullptr;
-    zorv_drel_type1_cfg_get_param_info(rmt, &info);
-    tracked_free(ZORV_DREL_LIB_SERVICE_ID, info);
-    std::free(rmt);
+    fuzz::code(zorv_drel_type1_cfg_gbl_compat_check(in.ctl[2], lcl, rmt.get()), "gbl_compat_check");
+    guard.check();
     return 0;
+}
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {
+    return fuzz::mutate(data, size, max, seed, fuzz::layout{});
 }
