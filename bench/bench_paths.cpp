@@ -21,12 +21,13 @@ void fill_interface(uint32_t vsis, uint32_t pairs) {
     drelm_host_set_interface(kIfIndex, 1, 1);
     for (uint32_t s = 1; s <= vsis; ++s) {
         std::vector<std::pair<uint32_t, uint32_t>> map;
-        for (uint32_t v = 1; v <= pairs; ++v) map.emplace_back(s * 10000 + v, v);
+        for (uint32_t v = 1; v <= pairs; ++v)
+            map.emplace_back(s * 10000 + v, v);
         auto value = zt::make_vsi_all(kIfIndex, s, 1, ZORV_MAP_MODE_DFS, map, {1, 2, 3}, "prof");
         if_cfg_avl_key_t key{};
         zorv_drel_set_if_key(&key, 9, value.size(), value.data(), kIfIndex);
-        auto *node = zorv_drel_create_if_node(&key, 9, static_cast<uint16_t>(value.size()),
-                                              value.data());
+        auto *node =
+            zorv_drel_create_if_node(&key, 9, static_cast<uint16_t>(value.size()), value.data());
         tree_insert(zorv_drel_if_cfg_avl, node);
         for (auto [vni, dot1q] : map) {
             member_vni_t m{dot1q % 4000 + 1, vni};
@@ -43,7 +44,8 @@ void clear_cache() {
     if_cfg_avl_key_t key{kIfIndex, 0};
     while (auto *n = static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key)))
         zorv_drel_if_cfg_delete_cache_node(n);
-    while (auto *m = static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl)))
+    while (auto *m =
+               static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl)))
         zorv_drel_gbl_cfg_memvni_delete_cache_node(m);
 }
 
@@ -102,7 +104,8 @@ BENCHMARK(BM_RemoteRecheckInterface)->Args({1, 100})->Args({16, 256});
 void BM_ExtractUpdate(benchmark::State &state) {
     drelm_host_set_interface(kIfIndex, 1, 1);
     std::vector<std::pair<uint32_t, uint32_t>> map;
-    for (uint32_t v = 1; v <= static_cast<uint32_t>(state.range(0)); ++v) map.emplace_back(5000 + v, v);
+    for (uint32_t v = 1; v <= static_cast<uint32_t>(state.range(0)); ++v)
+        map.emplace_back(5000 + v, v);
     auto value = zt::make_vsi_all(kIfIndex, 7, 1, ZORV_MAP_MODE_DFS, map, {}, "prof");
     zt::tlv_buf array;
     array.add(9, value.data(), static_cast<uint16_t>(value.size()));
@@ -127,10 +130,13 @@ void BM_VniSetFindSparse(benchmark::State &state) {
     auto *set = static_cast<bitset_t *>(std::calloc(1, BITSET_ROOT_BYTES));
     uint32_t words[1] = {1024};
     std::memcpy(set, words, 4);
-    for (uint32_t v = 0; v < 0xFFFFFF; v += static_cast<uint32_t>(state.range(0))) bitset_set(set, v);
+    for (uint32_t v = 0; v < 0xFFFFFF; v += static_cast<uint32_t>(state.range(0)))
+        bitset_set(set, v);
     for (auto _ : state) {
         int64_t n = 0;
-        for (int32_t v = bitset_find(set, 0); v >= 0; v = bitset_find(set, static_cast<uint32_t>(v) + 1)) ++n;
+        for (int32_t v = bitset_find(set, 0); v >= 0;
+             v = bitset_find(set, static_cast<uint32_t>(v) + 1))
+            ++n;
         benchmark::DoNotOptimize(n);
     }
     bitset_free(set);

@@ -24,8 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         payload = len > kHdr ? payload + kHdr : nullptr;
         len = len > kHdr ? len - kHdr : 0;
     }
-    msg_t *msg = in.bit(3) ? nullptr
-                           : msg_create(opcode, len ? payload : nullptr, static_cast<uint32_t>(len));
+    msg_t *msg = in.bit(3)
+                     ? nullptr
+                     : msg_create(opcode, len ? payload : nullptr, static_cast<uint32_t>(len));
     fuzz::code(zorv_drel_type1_cfg_cache_update(in.bit(0), in.bit(1),
                                                 in.bit(2) ? fuzz::kIfIndex2 : fuzz::kIfIndex, msg),
                "cache_update");
@@ -37,6 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {
-    return fuzz::mutate(data, size, max, seed,
-                        fuzz::layout{fuzz::kCtl + kHdr + 12, static_cast<long>(fuzz::kCtl + kHdr + 8)});
+    return fuzz::mutate(
+        data, size, max, seed,
+        fuzz::layout{fuzz::kCtl + kHdr + 12, static_cast<long>(fuzz::kCtl + kHdr + 8)});
 }

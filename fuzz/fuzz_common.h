@@ -30,10 +30,9 @@ namespace fuzz {
 constexpr uint32_t kIfIndex = 0x2000;  // the peer-link interface of the standard cache
 constexpr uint32_t kIfIndex2 = 0x2001; // a second interface, not a peer-link member
 constexpr uint32_t kDrelId = 3;
-constexpr size_t kCtl = 4;             // control bytes at the start of every input
+constexpr size_t kCtl = 4; // control bytes at the start of every input
 
-[[noreturn]] inline void die(const char *what, unsigned long long a = 0,
-                             unsigned long long b = 0) {
+[[noreturn]] inline void die(const char *what, unsigned long long a = 0, unsigned long long b = 0) {
     std::fprintf(stderr, "fuzz check failed: %s (%llu, %llu)\n", what, a, b);
     std::abort();
 }
@@ -84,8 +83,9 @@ template <typename F> void each_node(tree_t *tree, F f) {
 
 // Releases every node of the four trees, identifiers included.
 inline void empty_cache() {
-    each_node(zorv_drel_if_cfg_avl,
-              [](void *n) { zorv_drel_if_cfg_delete_cache_node(static_cast<if_cfg_avl_node_t *>(n)); });
+    each_node(zorv_drel_if_cfg_avl, [](void *n) {
+        zorv_drel_if_cfg_delete_cache_node(static_cast<if_cfg_avl_node_t *>(n));
+    });
     each_node(zorv_drel_gbl_cfg_memvni_avl, [](void *n) {
         zorv_drel_gbl_cfg_memvni_delete_cache_node(static_cast<gbl_cfg_memvni_avl_node_t *>(n));
     });
@@ -129,8 +129,8 @@ inline void fill_cache() {
     for (const auto &s : vsis) {
         auto v = vsi_value(s.if_index, s.vsi, s.admin, s.mode, s.n, s.prof);
         if_cfg_avl_key_t key{s.if_index, s.vsi};
-        if_cfg_avl_node_t *n = zorv_drel_create_if_node(
-            &key, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, static_cast<uint16_t>(v.size()), v.data());
+        if_cfg_avl_node_t *n = zorv_drel_create_if_node(&key, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                                        static_cast<uint16_t>(v.size()), v.data());
         if (n != nullptr) tree_insert(zorv_drel_if_cfg_avl, n);
     }
     for (uint32_t i = 0; i < 4; ++i) {
@@ -203,7 +203,7 @@ class exact {
 };
 
 struct input {
-    uint8_t ctl[kCtl]{};       // control bytes (zero when the input is shorter)
+    uint8_t ctl[kCtl]{}; // control bytes (zero when the input is shorter)
     const uint8_t *rest = nullptr;
     size_t rest_size = 0;
     bool bit(unsigned n) const { return ((ctl[n / 8] >> (n % 8)) & 1u) != 0; }
@@ -287,14 +287,14 @@ struct layout {
 };
 
 inline const uint16_t kTypes[] = {1, 2, 5, 6, 7, 8, 9, 0, 3, 4, 10, 0xFFFF};
-inline const uint32_t kMagicLens[] = {0,   1,   4,   7,   8,    11,   12,    19,    20,   255,
-                                      256, 260, 779, 780, 791,  792,  800,   808,   816,  824,
-                                      16391, 16392, 16639, 16640, 16644, 0xFFFF};
-inline const uint32_t kWords[] = {0,      1,      2,      3,      4,      5,          9,
-                                  10,     11,     12,     13,     100,    101,        4095,
-                                  4096,   5010,   5011,   5012,   5020,   5021,       5022,
-                                  5030,   512,    792,    kIfIndex, kIfIndex2, 0xFFFFFF,
-                                  0x1000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+inline const uint32_t kMagicLens[] = {0,   1,   4,     7,     8,     11,    12,    19,    20,
+                                      255, 256, 260,   779,   780,   791,   792,   800,   808,
+                                      816, 824, 16391, 16392, 16639, 16640, 16644, 0xFFFF};
+inline const uint32_t kWords[] = {
+    0,        1,         2,        3,         4,          5,          9,         10,
+    11,       12,        13,       100,       101,        4095,       4096,      5010,
+    5011,     5012,      5020,     5021,      5022,       5030,       512,       792,
+    kIfIndex, kIfIndex2, 0xFFFFFF, 0x1000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
 
 // A well-formed value of `type`, sized by the type; a type-9 value gets `pairs` pairs.
 inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
@@ -328,8 +328,10 @@ inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
         e->encap_name[0] = 'p';
         e->encap_name[1] = static_cast<char>('1' + r.below(3));
         e->dot1q_bmp.len = 512;
-        if (r.one_in(3)) std::memset(e->dot1q_bmp.bits, 0xFF, 512);
-        else e->dot1q_bmp.bits[r.below(512)] = static_cast<uint8_t>(r.next());
+        if (r.one_in(3))
+            std::memset(e->dot1q_bmp.bits, 0xFF, 512);
+        else
+            e->dot1q_bmp.bits[r.below(512)] = static_cast<uint8_t>(r.next());
         return v;
     }
     case ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP: {
@@ -365,7 +367,7 @@ inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
 }
 
 struct tlv_pos {
-    size_t off;  // of the TLV header within the buffer
+    size_t off; // of the TLV header within the buffer
     uint16_t type, len;
 };
 
@@ -410,7 +412,8 @@ class tlv_mutator {
         const size_t at = t.off;
         std::vector<uint8_t> v(&buf_[at + 4], &buf_[at + 4] + std::min<size_t>(t.len, new_len));
         v.resize(new_total - 4, 0);
-        buf_.erase(buf_.begin() + static_cast<long>(at), buf_.begin() + static_cast<long>(std::min(at + old_total, buf_.size())));
+        buf_.erase(buf_.begin() + static_cast<long>(at),
+                   buf_.begin() + static_cast<long>(std::min(at + old_total, buf_.size())));
         const uint16_t l = static_cast<uint16_t>(new_len);
         uint8_t hdr[4];
         std::memcpy(hdr, &t.type, 2);
@@ -446,7 +449,8 @@ class tlv_mutator {
         case 1:
         case 2: { // a well-formed TLV somewhere; the 16 KiB types now and then only
             uint16_t ty = kTypes[r.below(7)];
-            if ((ty == ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP || ty == ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP) &&
+            if ((ty == ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP ||
+                 ty == ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP) &&
                 (buf_.size() > 8192 || !r.one_in(4)))
                 ty = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
             auto v = good_value(ty, r);

@@ -36,9 +36,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     default: lcl = &g_empty; break;
     }
     type1_compat_result_t pass{}, fail{};
-    fuzz::code(zorv_drel_type1_cfg_compat_check(in.ctl[2], lcl, rmt.get(), in.ctl[1], 0, &pass,
-                                                &fail),
-               "compat_check");
+    fuzz::code(
+        zorv_drel_type1_cfg_compat_check(in.ctl[2], lcl, rmt.get(), in.ctl[1], 0, &pass, &fail),
+        "compat_check");
     bitset_free(pass.vni_set);
     bitset_free(fail.vni_set);
     fuzz::code(zorv_drel_type1_cfg_gbl_compat_check(in.ctl[2], lcl, rmt.get()), "gbl_compat_check");

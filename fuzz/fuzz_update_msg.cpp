@@ -45,6 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {
     // param_len sits 8 bytes into the update record, after the 16-byte header.
-    return fuzz::mutate(data, size, max, seed,
-                        fuzz::layout{fuzz::kCtl + kHdr + 12, static_cast<long>(fuzz::kCtl + kHdr + 8)});
+    return fuzz::mutate(
+        data, size, max, seed,
+        fuzz::layout{fuzz::kCtl + kHdr + 12, static_cast<long>(fuzz::kCtl + kHdr + 8)});
 }

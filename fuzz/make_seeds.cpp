@@ -28,7 +28,9 @@ struct tlvs {
     }
 };
 
-bytes ctl(uint8_t c0, uint8_t c1 = 0, uint8_t c2 = 0, uint8_t c3 = 0) { return {c0, c1, c2, c3}; }
+bytes ctl(uint8_t c0, uint8_t c1 = 0, uint8_t c2 = 0, uint8_t c3 = 0) {
+    return {c0, c1, c2, c3};
+}
 bytes cat(bytes a, const bytes &b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
@@ -61,7 +63,8 @@ class writer {
         char name[32];
         std::snprintf(name, sizeof name, "seed-%03u", n_++);
         std::ofstream(dir_ / name, std::ios::binary)
-            .write(reinterpret_cast<const char *>(b.data()), static_cast<std::streamsize>(b.size()));
+            .write(reinterpret_cast<const char *>(b.data()),
+                   static_cast<std::streamsize>(b.size()));
     }
 
   private:
@@ -124,7 +127,8 @@ int main(int argc, char **argv) {
         w.put(cat(ctl(4), gblb));
         w.put(cat(ctl(5), ifb));
         for (uint32_t i = 0; i < 16; ++i)
-            w.put(cat(ctl(static_cast<uint8_t>(r.below(8))), random_tlvs(r, 1 + r.below(3), i % 4 == 0).b));
+            w.put(cat(ctl(static_cast<uint8_t>(r.below(8))),
+                      random_tlvs(r, 1 + r.below(3), i % 4 == 0).b));
     }
     // Update messages, for extraction and the direct cache update.
     for (const char *t : {"fuzz_update_msg", "fuzz_cache_update"}) {
@@ -143,7 +147,8 @@ int main(int argc, char **argv) {
             w.put(update(c0, is_delete, gbl ? 0 : fuzz::kIfIndex, a));
         }
         w.put(update(cu ? 9 : 2, 0, fuzz::kIfIndex, tlvs()));
-        w.put(update(cu ? 1 : 0, 1, fuzz::kIfIndex, tlvs().add(9, fuzz::vsi_value(fuzz::kIfIndex, 2, 0, 1, 2))));
+        w.put(update(cu ? 1 : 0, 1, fuzz::kIfIndex,
+                     tlvs().add(9, fuzz::vsi_value(fuzz::kIfIndex, 2, 0, 1, 2))));
         w.put(update(cu ? 3 : 0, 1, 0, tlvs().add(8, fuzz::good_value(8, r))));
     }
     // Pairs of values for the per-pair checks.
@@ -162,7 +167,8 @@ int main(int argc, char **argv) {
         }
         auto v = fuzz::vsi_value(fuzz::kIfIndex, 3, 1, 4, 4, "p2");
         w.put(cat(ctl(0), tlvs().add(9, v).add(9, v).b));
-        w.put(cat(ctl(1), tlvs().add(9, v).add(9, fuzz::vsi_value(fuzz::kIfIndex, 3, 1, 2, 4, "p1")).b));
+        w.put(cat(ctl(1),
+                  tlvs().add(9, v).add(9, fuzz::vsi_value(fuzz::kIfIndex, 3, 1, 2, 4, "p1")).b));
     }
     // Tables and bitmaps for the failed-VLAN operations.
     {

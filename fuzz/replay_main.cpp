@@ -47,7 +47,8 @@ int main(int argc, char **argv) {
     size_t runs = 0;
     for (const auto &f : files) {
         std::ifstream s(f, std::ios::binary);
-        std::vector<uint8_t> data((std::istreambuf_iterator<char>(s)), std::istreambuf_iterator<char>());
+        std::vector<uint8_t> data((std::istreambuf_iterator<char>(s)),
+                                  std::istreambuf_iterator<char>());
         LLVMFuzzerTestOneInput(data.data(), data.size());
         ++runs;
         for (unsigned k = 0; k < mutate; ++k) {

@@ -17,11 +17,15 @@ namespace {
 constexpr uint32_t kIf = zt::kIf;
 
 // Memory types that only live during a call or until the caller frees what it was handed.
-constexpr int32_t kTransient[] = {ZORV_DREL_LIB_MEM_tlv_array_t, ZORV_DREL_LIB_MEM_drelm_app_info_t,
+constexpr int32_t kTransient[] = {ZORV_DREL_LIB_MEM_tlv_array_t,
+                                  ZORV_DREL_LIB_MEM_drelm_app_info_t,
                                   ZORV_DREL_LIB_MEM_drelm_app_cmd_extract_info_t,
-                                  ZORV_DREL_LIB_MEM_member_vni_t, ZORV_DREL_LIB_MEM_encap_name_t,
-                                  ZORV_DREL_LIB_MEM_encap_map_t, ZORV_DREL_LIB_MEM_vsi_admin_t,
-                                  ZORV_DREL_LIB_MEM_vsi_encap_rng_t, ZORV_DREL_LIB_MEM_vsi_all_t};
+                                  ZORV_DREL_LIB_MEM_member_vni_t,
+                                  ZORV_DREL_LIB_MEM_encap_name_t,
+                                  ZORV_DREL_LIB_MEM_encap_map_t,
+                                  ZORV_DREL_LIB_MEM_vsi_admin_t,
+                                  ZORV_DREL_LIB_MEM_vsi_encap_rng_t,
+                                  ZORV_DREL_LIB_MEM_vsi_all_t};
 // Memory types the script must allocate at least once: every kind of block the library makes.
 constexpr int32_t kDriven[] = {ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t,
                                ZORV_DREL_LIB_MEM_if_cfg_avl_node_t,
@@ -63,7 +67,8 @@ uint32_t call(const char *what, uint32_t rc) {
 }
 
 void free_tracked(void *p) {
-    if (p != nullptr && tracked_free(zt::kSvc, p) != 0) note("tracked_free of a handed-over block failed");
+    if (p != nullptr && tracked_free(zt::kSvc, p) != 0)
+        note("tracked_free of a handed-over block failed");
 }
 
 void extract(uint32_t is_delete, uint32_t if_index, const zt::tlv_buf &array, bool header) {
@@ -100,7 +105,8 @@ void script() {
     // Extraction: service instances on the interface, member VNIs globally, then a delete.
     {
         zt::tlv_buf a;
-        auto v1 = zt::make_vsi_all(kIf, 1, 1, ZORV_MAP_MODE_DFS, {{5001, 10}, {5002, 11}}, {10, 11});
+        auto v1 =
+            zt::make_vsi_all(kIf, 1, 1, ZORV_MAP_MODE_DFS, {{5001, 10}, {5002, 11}}, {10, 11});
         auto v2 = zt::make_vsi_all(kIf, 2, 1, ZORV_MAP_MODE_STATIC, {{5003, 12}}, {12}, "prof-a");
         zt::add_bytes(a, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v1);
         zt::add_bytes(a, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v2);
@@ -178,8 +184,8 @@ uint64_t count_nodes(const tree_t *tree) {
 void check_blocks() {
     for (int32_t t : kTransient)
         if (zt::live_blocks(t) != 0)
-            note("memory type " + std::to_string(t) + " left " + std::to_string(zt::live_blocks(t)) +
-                 " blocks alive");
+            note("memory type " + std::to_string(t) + " left " +
+                 std::to_string(zt::live_blocks(t)) + " blocks alive");
     uint64_t encap_entries = 0;
     for (auto *n : zt::if_nodes())
         for (const encap_profile_node *e = n->encap_list; e != nullptr; e = e->next)
@@ -187,18 +193,21 @@ void check_blocks() {
     const struct {
         int32_t type;
         uint64_t held;
-    } held[] = {{ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t, count_nodes(zorv_drel_gbl_cfg_avl)},
-                {ZORV_DREL_LIB_MEM_if_cfg_avl_node_t, count_nodes(zorv_drel_if_cfg_avl)},
-                {ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t, count_nodes(zorv_drel_gbl_cfg_memvni_avl)},
-                {ZORV_DREL_LIB_MEM_encap_uid_node_t, count_nodes(zorv_drel_encap_uid_avl)},
-                {ZORV_DREL_LIB_MEM_encap_profile_node, encap_entries}};
+    } held[] = {
+        {ZORV_DREL_LIB_MEM_gbl_cfg_avl_node_t, count_nodes(zorv_drel_gbl_cfg_avl)},
+        {ZORV_DREL_LIB_MEM_if_cfg_avl_node_t, count_nodes(zorv_drel_if_cfg_avl)},
+        {ZORV_DREL_LIB_MEM_gbl_cfg_memvni_avl_node_t, count_nodes(zorv_drel_gbl_cfg_memvni_avl)},
+        {ZORV_DREL_LIB_MEM_encap_uid_node_t, count_nodes(zorv_drel_encap_uid_avl)},
+        {ZORV_DREL_LIB_MEM_encap_profile_node, encap_entries}};
     for (const auto &h : held)
         if (zt::live_blocks(h.type) != h.held)
-            note("memory type " + std::to_string(h.type) + ": " + std::to_string(zt::live_blocks(h.type)) +
-                 " blocks alive, cached nodes hold " + std::to_string(h.held));
+            note("memory type " + std::to_string(h.type) + ": " +
+                 std::to_string(zt::live_blocks(h.type)) + " blocks alive, cached nodes hold " +
+                 std::to_string(h.held));
     if (zt::stats().live_blocks != [&] {
             uint64_t s = 0;
-            for (const auto &h : held) s += h.held;
+            for (const auto &h : held)
+                s += h.held;
             return s;
         }())
         note("blocks of other memory types are alive");
@@ -260,7 +269,9 @@ child_result run_child(int64_t k) {
     return r;
 }
 
-bool ended_normally(int status) { return WIFEXITED(status) && WEXITSTATUS(status) == 0; }
+bool ended_normally(int status) {
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
 
 // The sweep is cut into shards so that CTest can run them side by side.
 constexpr uint64_t kShards = 4;
@@ -276,7 +287,8 @@ TEST(AllocSweepScript, RunsCleanlyAndAllocatesEveryKindOfBlock) {
     EXPECT_GE(r.allocs, 40u);
     ASSERT_EQ(r.per_type.size(), size_t{ZORV_DREL_LIB_MEM_MAX});
     for (int32_t t : kDriven)
-        EXPECT_GT(r.per_type[static_cast<size_t>(t)], 0u) << "memory type " << t << " never allocated";
+        EXPECT_GT(r.per_type[static_cast<size_t>(t)], 0u)
+            << "memory type " << t << " never allocated";
     std::printf("tracked allocations of the script: N = %llu\n",
                 static_cast<unsigned long long>(r.allocs));
 }
@@ -289,8 +301,8 @@ TEST_P(AllocSweep, EachAllocationFailsInItsOwnProcess) {
     uint64_t runs = 0;
     for (uint64_t k = GetParam(); k < n; k += kShards) {
         const child_result r = run_child(static_cast<int64_t>(k));
-        EXPECT_TRUE(ended_normally(r.status)) << "allocation " << k << " of " << n << ": status "
-                                              << r.status;
+        EXPECT_TRUE(ended_normally(r.status))
+            << "allocation " << k << " of " << n << ": status " << r.status;
         EXPECT_EQ(r.failed, 1u) << "allocation " << k << " of " << n << " was not refused";
         ++runs;
     }

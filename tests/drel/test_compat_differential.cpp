@@ -23,8 +23,12 @@ constexpr uint32_t kRuns = 2500;
 const std::set<uint32_t> kFabricBds = {7, 9};
 
 using rng_t = std::mt19937_64;
-uint32_t pick(rng_t &r, uint32_t n) { return static_cast<uint32_t>(r() % n); }
-bool chance(rng_t &r, uint32_t one_in) { return pick(r, one_in) == 0; }
+uint32_t pick(rng_t &r, uint32_t n) {
+    return static_cast<uint32_t>(r() % n);
+}
+bool chance(rng_t &r, uint32_t one_in) {
+    return pick(r, one_in) == 0;
+}
 
 uint64_t seed_of_run() {
     if (const char *s = std::getenv("ZORV_DIFF_SEED")) return std::strtoull(s, nullptr, 0);
@@ -60,11 +64,13 @@ vsi_cfg peer_vsi(rng_t &r, const vsi_cfg &l) {
         if (chance(r, 6)) p.first = 5000 + pick(r, 12);
         if (chance(r, 10)) p.second = 1 + pick(r, 24);
     }
-    if (!v.pairs.empty() && chance(r, 5)) v.pairs.erase(v.pairs.begin() + pick(r, uint32_t(v.pairs.size())));
+    if (!v.pairs.empty() && chance(r, 5))
+        v.pairs.erase(v.pairs.begin() + pick(r, uint32_t(v.pairs.size())));
     if (chance(r, 5)) v.pairs.emplace_back(5000 + pick(r, 12), 1 + pick(r, 24));
     if (chance(r, 12)) {
         // Invalid pairs are ignored by the check.
-        const std::pair<uint32_t, uint32_t> bad[] = {{5001, 0}, {5001, 4096}, {0, 3}, {0x1000000, 4}};
+        const std::pair<uint32_t, uint32_t> bad[] = {
+            {5001, 0}, {5001, 4096}, {0, 3}, {0x1000000, 4}};
         v.pairs.push_back(bad[pick(r, 4)]);
     }
     if (chance(r, 6)) std::shuffle(v.pairs.begin(), v.pairs.end(), r);
@@ -82,9 +88,11 @@ struct outcome {
 std::string show(const outcome &o) {
     std::ostringstream s;
     s << "rc 0x" << std::hex << o.rc << std::dec << " failed {";
-    for (uint32_t v : o.failed) s << ' ' << v;
+    for (uint32_t v : o.failed)
+        s << ' ' << v;
     s << " } passed {";
-    for (uint32_t v : o.passed) s << ' ' << v;
+    for (uint32_t v : o.passed)
+        s << ' ' << v;
     s << " }";
     return s.str();
 }
@@ -139,9 +147,12 @@ outcome model_check(const std::vector<L> &lcl, const std::vector<R> &rmt, rmt_fo
     outcome o;
     const size_t nr = form == rmt_form::tlvs ? rmt.size() : 0;
     if (lcl.empty()) { // the export of an empty scope is no array at all
-        if (form == rmt_form::null) o.rc = ZORV_DREL_ERR_INVALID_ARG;
-        else if (nr == 0) o.rc = ZORV_DREL_ERR_FAILURE;
-        else o.rc = null_local(rmt[0], o);
+        if (form == rmt_form::null)
+            o.rc = ZORV_DREL_ERR_INVALID_ARG;
+        else if (nr == 0)
+            o.rc = ZORV_DREL_ERR_FAILURE;
+        else
+            o.rc = null_local(rmt[0], o);
         return o;
     }
     if (lcl.size() != nr && (lcl.size() > 1 || nr > 1)) {
@@ -175,8 +186,10 @@ outcome run_library(const tlv_array_t *lcl, const zt::tlv_buf &rmt, rmt_form for
                            : form == rmt_form::empty ? none.get()
                                                      : rmt.get();
     o.rc = zorv_drel_type1_cfg_compat_check(0, lcl, r, 0, 0, &pass, &fail);
-    for (uint32_t v : zt::members(pass.vni_set)) o.passed.insert(v);
-    for (uint32_t v : zt::members(fail.vni_set)) o.failed.insert(v);
+    for (uint32_t v : zt::members(pass.vni_set))
+        o.passed.insert(v);
+    for (uint32_t v : zt::members(fail.vni_set))
+        o.failed.insert(v);
     bitset_free(pass.vni_set);
     bitset_free(fail.vni_set);
     return o;
@@ -201,8 +214,8 @@ class CompatDifferential : public ::testing::Test {
     void compare(uint64_t seed, uint32_t run, const outcome &lib, const outcome &model,
                  const std::string &what) {
         if (lib == model || ++differences_ > 5) return;
-        ADD_FAILURE() << "seed " << seed << " run " << run << "\n" << what << "\nlibrary: "
-                      << show(lib) << "\nmodel:   " << show(model);
+        ADD_FAILURE() << "seed " << seed << " run " << run << "\n"
+                      << what << "\nlibrary: " << show(lib) << "\nmodel:   " << show(model);
     }
 };
 
@@ -241,23 +254,28 @@ TEST_F(CompatDifferential, ServiceInstancesOfAnInterface) {
         what << "local:";
         for (const auto &v : lcl_list) {
             what << " [vsi " << v.vsi << " admin " << v.admin;
-            for (auto [vni, dot1q] : v.pairs) what << ' ' << dot1q << "->" << vni;
+            for (auto [vni, dot1q] : v.pairs)
+                what << ' ' << dot1q << "->" << vni;
             what << ']';
         }
-        what << "\nremote (" << (form == rmt_form::null ? "null" : form == rmt_form::empty ? "empty" : "tlvs")
+        what << "\nremote ("
+             << (form == rmt_form::null    ? "null"
+                 : form == rmt_form::empty ? "empty"
+                                           : "tlvs")
              << "):";
         for (const auto &v : rmt_list) {
             zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                           zt::make_vsi_all(kIf, v.vsi, v.admin, ZORV_MAP_MODE_STATIC, v.pairs));
             what << " [vsi " << v.vsi << " admin " << v.admin;
-            for (auto [vni, dot1q] : v.pairs) what << ' ' << dot1q << "->" << vni;
+            for (auto [vni, dot1q] : v.pairs)
+                what << ' ' << dot1q << "->" << vni;
             what << ']';
         }
 
         const outcome lib = run_library(lcl, rmt, form);
-        const outcome model = model_check(
-            lcl_list, rmt_list, form, model_vsi_pair,
-            [](const vsi_cfg &, outcome &) { return ZORV_DREL_ERR_PARAM_MISSING; });
+        const outcome model =
+            model_check(lcl_list, rmt_list, form, model_vsi_pair,
+                        [](const vsi_cfg &, outcome &) { return ZORV_DREL_ERR_PARAM_MISSING; });
         compare(seed, run, lib, model, what.str());
         (model.rc == 0 ? passing : failing)++;
         tracked_free(zt::kSvc, lcl);
@@ -300,7 +318,8 @@ TEST_F(CompatDifferential, MemberVnisOfTheGlobalScope) {
         zt::tlv_buf rmt;
         std::ostringstream what;
         what << "local:";
-        for (const auto &m : lcl_list) what << " bd " << m.bd << " vni " << m.vni << ';';
+        for (const auto &m : lcl_list)
+            what << " bd " << m.bd << " vni " << m.vni << ';';
         what << "\nremote (" << int(form) << "):";
         for (const auto &m : rmt_list) {
             rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, m);
@@ -308,11 +327,11 @@ TEST_F(CompatDifferential, MemberVnisOfTheGlobalScope) {
         }
 
         const outcome lib = run_library(lcl, rmt, form);
-        const outcome model = model_check(
-            lcl_list, rmt_list, form, model_memvni_pair, [](const member_vni_t &m, outcome &o) {
-                if (m.vni <= 0xFFFFFF) o.failed.insert(m.vni);
-                return ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
-            });
+        const outcome model = model_check(lcl_list, rmt_list, form, model_memvni_pair,
+                                          [](const member_vni_t &m, outcome &o) {
+                                              if (m.vni <= 0xFFFFFF) o.failed.insert(m.vni);
+                                              return ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
+                                          });
         compare(seed, run, lib, model, what.str());
         (model.rc == 0 ? passing : failing)++;
         tracked_free(zt::kSvc, lcl);

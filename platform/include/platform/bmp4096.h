@@ -11,8 +11,8 @@ extern "C" {
 
 /* Bit n lies in bits[n / 8] under mask 0x80 >> (n % 8). */
 typedef struct bmp4096 {
-    uint32_t len;       /* number of bit bytes that follow: 512 when set */
-    uint8_t bits[512];  /* the bits, most significant first */
+    uint32_t len;      /* number of bit bytes that follow: 512 when set */
+    uint8_t bits[512]; /* the bits, most significant first */
 } bmp4096_t;
 
 #ifdef __cplusplus

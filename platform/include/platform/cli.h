@@ -14,7 +14,7 @@ extern "C" {
 /* Contract with libzorvdrel: for a configuration request the library asks the handle's size and,
  * when it is 1..1024 bytes, has the handle written into its own 16-byte-aligned buffer. It answers
  * a request handed to it with cli_response_send_ok(handle) and ignores the result. */
-uint32_t cli_request_handle_get(const msg_t *msg);                /* handle size, 0: not a request */
+uint32_t cli_request_handle_get(const msg_t *msg); /* handle size, 0: not a request */
 uint32_t cli_request_handle_get_ext(const msg_t *msg, void *buf); /* nonzero: handle written */
 int cli_response_send_ok(const void *handle);
 

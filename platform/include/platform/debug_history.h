@@ -30,10 +30,10 @@ const char *error_to_string(uint32_t code);
 /* Host controls. */
 void debug_history_fail_open(uint32_t service_id, uint32_t times); /* next `times` opens fail */
 uint32_t debug_history_open_calls(uint32_t service_id);
-uint32_t debug_history_count(uint32_t service_id);                  /* events held */
-const char *debug_history_event(uint32_t service_id, uint32_t i);   /* i-th oldest held, or null */
+uint32_t debug_history_count(uint32_t service_id);                /* events held */
+const char *debug_history_event(uint32_t service_id, uint32_t i); /* i-th oldest held, or null */
 void debug_history_clear(uint32_t service_id);
-int debug_history_dump(uint32_t service_id, FILE *out);             /* one event a line, with time */
+int debug_history_dump(uint32_t service_id, FILE *out); /* one event a line, with time */
 
 #ifdef __cplusplus
 }

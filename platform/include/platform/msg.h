@@ -16,8 +16,8 @@ extern "C" {
  * past the reported length. */
 typedef struct msg msg_t;
 uint32_t msg_opcode_get(const msg_t *msg);
-const char *msg_opcode_name_get(uint32_t opcode);             /* never null */
-void *msg_payload_get(const msg_t *msg, uint32_t *len);       /* null: no payload */
+const char *msg_opcode_name_get(uint32_t opcode);                      /* never null */
+void *msg_payload_get(const msg_t *msg, uint32_t *len);                /* null: no payload */
 msg_t *msg_create(uint32_t opcode, const void *payload, uint32_t len); /* copies; 8-aligned */
 void msg_destroy(msg_t *msg);
 

@@ -14,8 +14,8 @@ extern "C" {
 #define TLV_ERR_MALFORMED 0x0E030003u
 
 typedef struct tlv_array {
-    uint32_t len;    /* bytes of TLVs in data */
-    uint8_t data[];  /* the TLVs */
+    uint32_t len;   /* bytes of TLVs in data */
+    uint8_t data[]; /* the TLVs */
 } tlv_array_t;
 /* Contract with libzorvdrel: the library always passes aligned = 1. Each TLV is a u16 type, a
  * u16 length and the value, in host byte order, padded with zero bytes to a multiple of 4.

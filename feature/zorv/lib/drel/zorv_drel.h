@@ -24,8 +24,8 @@
 #ifndef ZORV_DREL_H
 #define ZORV_DREL_H
 
-#include <stdint.h>
 #include <stddef.h>
+#include <stdint.h>
 #include <stdio.h>
 
 #include <platform/bitset.h>
@@ -97,13 +97,13 @@ ZORV_DREL_API extern const zorv_drel_lib_mem_type_row_t zorv_drel_lib_mem_type_t
 /* Type-1 parameter types and TLV value records                                                 */
 /* ------------------------------------------------------------------------------------------ */
 
-#define ZORV_TYPE1_GBL_ENCAP_PROFILE 1u       /* encap_name_t (256 bytes on the wire) */
-#define ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP 2u     /* encap_map_t */
-#define ZORV_TYPE1_INTF_VSI_ADMIN 5u          /* vsi_admin_t */
-#define ZORV_TYPE1_INTF_VSI_ENCAP_PROF 6u     /* vsi_encap_rng_t */
+#define ZORV_TYPE1_GBL_ENCAP_PROFILE 1u        /* encap_name_t (256 bytes on the wire) */
+#define ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP 2u      /* encap_map_t */
+#define ZORV_TYPE1_INTF_VSI_ADMIN 5u           /* vsi_admin_t */
+#define ZORV_TYPE1_INTF_VSI_ENCAP_PROF 6u      /* vsi_encap_rng_t */
 #define ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP 7u /* vsi_encap_dot1q_map_t */
-#define ZORV_TYPE1_GBL_MEMBER_VNI 8u          /* member_vni_t */
-#define ZORV_TYPE1_INTF_VSI_ATTRIBUTES 9u     /* vsi_all_t */
+#define ZORV_TYPE1_GBL_MEMBER_VNI 8u           /* member_vni_t */
+#define ZORV_TYPE1_INTF_VSI_ATTRIBUTES 9u      /* vsi_all_t */
 
 #define ZORV_NAME_LEN 256u
 #define ZORV_DOT1Q_COUNT 4096u
@@ -184,12 +184,12 @@ typedef struct vsi_all {
 
 /* The fixed tail of a type-9 value, behind its pairs. */
 typedef struct vsi_all_tail {
-    bmp4096_t dot1q_bmp;  /* allowed VLANs (dot1q_bmp_len, then the 512 bit bytes) */
-    char prof_name[256];  /* encap profile name of the service instance */
+    bmp4096_t dot1q_bmp; /* allowed VLANs (dot1q_bmp_len, then the 512 bit bytes) */
+    char prof_name[256]; /* encap profile name of the service instance */
 } vsi_all_tail_t;
 
 /* Address of the tail of a type-9 value whose dyn_map_cnt is n (n >= 0). */
-#define ZORV_VSI_ALL_TAIL(v, n) \
+#define ZORV_VSI_ALL_TAIL(v, n)                                                                    \
     ((vsi_all_tail_t *)((uint8_t *)(v) + sizeof(vsi_all_t) + 8u * (uint32_t)(n)))
 
 /* ------------------------------------------------------------------------------------------ */
@@ -232,19 +232,19 @@ typedef struct if_cfg_avl_key {
 
 /* Node of the interface tree (zorv_drel_if_cfg_avl), memory type 2. */
 typedef struct if_cfg_avl_node {
-    uint32_t if_index;               /* parent interface; key part 1 */
-    uint32_t vsi_id;                 /* service-instance id; key part 2 */
-    uint32_t admin;                  /* admin status, 0 = down */
-    uint32_t dot1q_vni[4096];        /* VNI per VLAN, 0 = unmapped */
-    uint32_t dyn_map_cnt;            /* pairs in the last type-9 value that carried any */
-    uint32_t vdp;                    /* 1 when map_mode was 4 */
-    uint32_t dfs;                    /* 1 when map_mode was 2 */
-    uint32_t vmt;                    /* 1 when map_mode was 3 */
-    uint32_t lldp;                   /* 1 when map_mode was 5 */
-    bmp4096_t dot1q_bmp;             /* allowed VLANs */
-    char prof_name[256];             /* encap profile name */
-    uint32_t encap_count;            /* entries ever appended to encap_list */
-    encap_profile_node *encap_list;  /* first entry, or null */
+    uint32_t if_index;              /* parent interface; key part 1 */
+    uint32_t vsi_id;                /* service-instance id; key part 2 */
+    uint32_t admin;                 /* admin status, 0 = down */
+    uint32_t dot1q_vni[4096];       /* VNI per VLAN, 0 = unmapped */
+    uint32_t dyn_map_cnt;           /* pairs in the last type-9 value that carried any */
+    uint32_t vdp;                   /* 1 when map_mode was 4 */
+    uint32_t dfs;                   /* 1 when map_mode was 2 */
+    uint32_t vmt;                   /* 1 when map_mode was 3 */
+    uint32_t lldp;                  /* 1 when map_mode was 5 */
+    bmp4096_t dot1q_bmp;            /* allowed VLANs */
+    char prof_name[256];            /* encap profile name */
+    uint32_t encap_count;           /* entries ever appended to encap_list */
+    encap_profile_node *encap_list; /* first entry, or null */
 } if_cfg_avl_node_t;
 
 /* Node of the encapsulation identifier tree, memory type 13; also its search key. */
@@ -263,10 +263,10 @@ typedef struct type1_compat_result {
 /* Messages, extraction records, printable rows                                                 */
 /* ------------------------------------------------------------------------------------------ */
 
-#define ZORV_DREL_OPC_CLI_CONFIG 0x1DFFu      /* configuration request: refused */
-#define ZORV_DREL_OPC_CLI_TLV_CONFIG 0x1E02u  /* configuration (TLV) request: refused */
-#define ZORV_DREL_OPC_TYPE1_UPD 0x1A00Bu      /* update record at payload offset 0 */
-#define ZORV_DREL_OPC_TYPE1_UPD_HDR 0x1A014u  /* 16-byte header, then the update record */
+#define ZORV_DREL_OPC_CLI_CONFIG 0x1DFFu     /* configuration request: refused */
+#define ZORV_DREL_OPC_CLI_TLV_CONFIG 0x1E02u /* configuration (TLV) request: refused */
+#define ZORV_DREL_OPC_TYPE1_UPD 0x1A00Bu     /* update record at payload offset 0 */
+#define ZORV_DREL_OPC_TYPE1_UPD_HDR 0x1A014u /* 16-byte header, then the update record */
 #define ZORV_DREL_UPD_HDR_LEN 16u
 #define ZORV_DREL_UPD_RESP_PRESENT_OFF 12u
 
@@ -289,12 +289,12 @@ typedef struct drelm_app_cmd_extract_info {
 
 /* One printable parameter row. */
 typedef struct drelm_app_info_entry {
-    uint32_t info_tag;        /* always 160 */
-    uint32_t param_type;      /* type-1 type of the TLV */
-    uint32_t reserved;        /* 0 */
-    char feature_name[256];   /* "ZORV" */
-    char param_name[256];     /* "Gbl BD member vni" or "Service instance vni" */
-    char param_value[256];    /* the value rendered as text */
+    uint32_t info_tag;      /* always 160 */
+    uint32_t param_type;    /* type-1 type of the TLV */
+    uint32_t reserved;      /* 0 */
+    char feature_name[256]; /* "ZORV" */
+    char param_name[256];   /* "Gbl BD member vni" or "Service instance vni" */
+    char param_value[256];  /* the value rendered as text */
 } drelm_app_info_entry_t;
 
 /* Printable rows of a TLV array, memory type 4. */
@@ -310,9 +310,9 @@ typedef struct zorv_range {
 } zorv_range_t;
 
 typedef struct zorv_mrange {
-    uint32_t reserved;      /* not read */
-    uint32_t count;         /* number of ranges */
-    zorv_range_t ranges[];  /* the ranges, in order */
+    uint32_t reserved;     /* not read */
+    uint32_t count;        /* number of ranges */
+    zorv_range_t ranges[]; /* the ranges, in order */
 } zorv_mrange_t;
 
 /* ------------------------------------------------------------------------------------------ */
@@ -359,9 +359,8 @@ ZORV_DREL_API uint32_t zorv_drel_lib_any_vsi_using_encap(const char *encap_name)
 /* Builds the TLV value of a member-VNI node (type 8) or an interface node (type 9) in a new
  * tracked block. *out_value must be null on entry; the caller releases the value with
  * zorv_drel_lib_free_tlv. */
-ZORV_DREL_API uint32_t zorv_drel_lib_alloc_tlv(uint16_t type, uint16_t *out_type,
-                                               uint16_t *out_len, void **out_value,
-                                               const void *node);
+ZORV_DREL_API uint32_t zorv_drel_lib_alloc_tlv(uint16_t type, uint16_t *out_type, uint16_t *out_len,
+                                               void **out_value, const void *node);
 /* Releases a value of a known type; an unknown type is logged and nothing is freed. */
 ZORV_DREL_API uint32_t zorv_drel_lib_free_tlv(uint16_t type, void *value);
 /* Store the byte-swapped len of src into dst->len; nothing else is touched. */
@@ -426,8 +425,9 @@ ZORV_DREL_API extern tree_t *zorv_drel_gbl_cfg_memvni_avl;
 ZORV_DREL_API int zorv_drel_gbl_cfg_memvni_avl_cmp_func(const void *a, const void *b);
 ZORV_DREL_API uint32_t zorv_drel_set_gbl_memvni_key(gbl_cfg_memvni_avl_node_t *key, uint16_t type,
                                                     uint32_t len, const member_vni_t *value);
-ZORV_DREL_API gbl_cfg_memvni_avl_node_t *zorv_drel_create_gbl_memvni_node(
-    const void *unused, uint16_t type, uint32_t len, const member_vni_t *value);
+ZORV_DREL_API gbl_cfg_memvni_avl_node_t *
+zorv_drel_create_gbl_memvni_node(const void *unused, uint16_t type, uint32_t len,
+                                 const member_vni_t *value);
 ZORV_DREL_API uint32_t zorv_drel_gbl_cfg_memvni_avl_update(gbl_cfg_memvni_avl_node_t *node,
                                                            uint16_t type, uint32_t len,
                                                            const member_vni_t *value);
@@ -464,13 +464,11 @@ ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_update(if_cfg_avl_node_t *node, uint
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_update_encap(if_cfg_avl_node_t *node, uint16_t type,
                                                          uint32_t len, const void *value,
                                                          uint32_t append);
-ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_append_encap(if_cfg_avl_node_t *node,
-                                                         const char *name,
+ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_append_encap(if_cfg_avl_node_t *node, const char *name,
                                                          const bmp4096_t *bitmap,
                                                          const uint32_t *map);
 /* Pointer to the matching entry's encap_name field, or null. */
-ZORV_DREL_API char *zorv_drel_if_cfg_avl_get_encap(const if_cfg_avl_node_t *node,
-                                                   const char *name);
+ZORV_DREL_API char *zorv_drel_if_cfg_avl_get_encap(const if_cfg_avl_node_t *node, const char *name);
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_del_encap(if_cfg_avl_node_t *node, const char *name);
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_delete(if_cfg_avl_node_t *node, uint16_t type,
                                                    uint32_t len, const void *value);
@@ -512,16 +510,15 @@ ZORV_DREL_API uint32_t zorv_drel_type1_cfg_param_extractor(const msg_t *msg,
                                                            uint32_t *reserved_out,
                                                            drelm_app_cmd_extract_info_t **info_out);
 ZORV_DREL_API uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(
-    const msg_t *msg, tlv_array_t **tlv_array_out, uint32_t *num_tlvs_out,
-    uint32_t *reserved_out, drelm_app_cmd_extract_info_t **info_out);
+    const msg_t *msg, tlv_array_t **tlv_array_out, uint32_t *num_tlvs_out, uint32_t *reserved_out,
+    drelm_app_cmd_extract_info_t **info_out);
 ZORV_DREL_API uint32_t zorv_drel_extract_if_params(uint32_t is_delete, uint16_t type, uint16_t len,
                                                    const void *value, uint32_t if_index,
                                                    drelm_app_cmd_extract_info_t *info);
 ZORV_DREL_API uint32_t zorv_drel_extract_memvni_param(uint32_t is_delete, uint16_t type,
                                                       uint16_t len, const void *value,
                                                       drelm_app_cmd_extract_info_t *info);
-ZORV_DREL_API uint32_t zorv_drel_param_extractor_from_cli(void *cookie,
-                                                          const void *request_handle);
+ZORV_DREL_API uint32_t zorv_drel_param_extractor_from_cli(void *cookie, const void *request_handle);
 ZORV_DREL_API uint32_t zorv_drel_extract_encap_map_param(void);
 ZORV_DREL_API uint32_t zorv_drel_extract_encap_profile_param(void);
 
@@ -544,31 +541,28 @@ ZORV_DREL_API uint32_t zorv_drel_type1_cfg_get_param_info(const tlv_array_t *tlv
 /* ------------------------------------------------------------------------------------------ */
 
 /* Graceful per-VNI check; gives pass_res and fail_res fresh VNI sets that the caller frees. */
-ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check(uint32_t app_param,
-                                                        const tlv_array_t *lcl_tlvs,
-                                                        const tlv_array_t *rmt_tlvs,
-                                                        uint32_t flags, uint32_t reserved,
-                                                        type1_compat_result_t *pass_res,
-                                                        type1_compat_result_t *fail_res);
+ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check(
+    uint32_t app_param, const tlv_array_t *lcl_tlvs, const tlv_array_t *rmt_tlvs, uint32_t flags,
+    uint32_t reserved, type1_compat_result_t *pass_res, type1_compat_result_t *fail_res);
 /* One pair of the graceful check. Only types 8 and 9 are judged, and only their local values are
  * read; a remote value of a known type must hold its record. A type-9 value from a peer up to
  * protocol version 39 needs only its head and pairs; from 40 on also the bitmap and name behind
  * them. A local dyn_map_cnt of 0 or less means no pairs; a remote one below 0 fails the pair. */
-ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check_tlv(
-    uint16_t lcl_type, uint16_t lcl_len, const void *lcl_val, uint16_t rmt_type, uint32_t rmt_len,
-    const void *rmt_val, uint32_t aux_ctx, type1_compat_result_t *pass_res,
-    type1_compat_result_t *fail_res);
+ZORV_DREL_API uint32_t zorv_drel_type1_cfg_compat_check_tlv(uint16_t lcl_type, uint16_t lcl_len,
+                                                            const void *lcl_val, uint16_t rmt_type,
+                                                            uint32_t rmt_len, const void *rmt_val,
+                                                            uint32_t aux_ctx,
+                                                            type1_compat_result_t *pass_res,
+                                                            type1_compat_result_t *fail_res);
 /* Strict whole-attribute check of type 9. */
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_gbl_compat_check(uint32_t app_param,
                                                             const tlv_array_t *lcl_tlvs,
                                                             const tlv_array_t *rmt_tlvs);
 /* One pair of the strict check: only type 9 is judged, under the value rules of the graceful
  * check's pair. */
-ZORV_DREL_API uint32_t zorv_drel_type1_cfg_gbl_compat_check_tlv(uint16_t lcl_type,
-                                                                uint16_t lcl_len,
+ZORV_DREL_API uint32_t zorv_drel_type1_cfg_gbl_compat_check_tlv(uint16_t lcl_type, uint16_t lcl_len,
                                                                 const void *lcl_val,
-                                                                uint16_t rmt_type,
-                                                                uint32_t rmt_len,
+                                                                uint16_t rmt_type, uint32_t rmt_len,
                                                                 const void *rmt_val);
 /* Re-checks each remote TLV against the cache entry with the same key; the walk ends with 0 at
  * the first TLV the cache lacks. A TLV too short for the bytes its key is built from is skipped.
