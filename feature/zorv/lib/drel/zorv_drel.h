@@ -34,6 +34,19 @@
 #include <platform/tlv_array.h>
 #include <platform/tree.h>
 
+/* Record layouts are ABI: each record below is followed by the size and field offsets it must
+ * keep, so a change that moves a field fails to compile. */
+#ifdef __cplusplus
+#define ZORV_STATIC_ASSERT(c, m) static_assert(c, m)
+#else
+#define ZORV_STATIC_ASSERT(c, m) _Static_assert(c, m)
+#endif
+/* ZORV_LAYOUT(t, size, offsets): t is size bytes long and every ZORV_AT(t, field, offset) of
+ * offsets holds (1 for a record whose only field is its first, which C puts at 0). */
+#define ZORV_LAYOUT(t, s, offsets)                                                                 \
+    ZORV_STATIC_ASSERT(sizeof(t) == (s) && (offsets), "layout of " #t)
+#define ZORV_AT(t, f, o) (offsetof(t, f) == (o))
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -88,6 +101,7 @@ typedef struct zorv_drel_lib_mem_type_row {
     uint32_t value;   /* memory type handed to tracked_alloc */
     const char *name; /* its name in accounting reports; "" ends the table */
 } zorv_drel_lib_mem_type_row_t;
+ZORV_LAYOUT(zorv_drel_lib_mem_type_row_t, 16, ZORV_AT(zorv_drel_lib_mem_type_row_t, name, 8));
 
 /* The memory-type table: rows 0..15, then a terminating row {0, ""}. The object shares its
  * name with the enumeration's tag (C and C++ keep tags and objects apart). */
@@ -130,12 +144,14 @@ typedef struct encap_name {
     char encap_name[256]; /* profile name, NUL-terminated */
     uint32_t id;          /* the profile's identifier, 0 when not yet assigned */
 } encap_name_t;
+ZORV_LAYOUT(encap_name_t, 260, ZORV_AT(encap_name_t, id, 256));
 
 /* Type 2: a profile's dot1q-to-VNI map. */
 typedef struct encap_map {
     char encap_name[256];     /* profile name */
     uint32_t dot1q_vni[4096]; /* VNI per VLAN, 0 = unmapped */
 } encap_map_t;
+ZORV_LAYOUT(encap_map_t, 16640, ZORV_AT(encap_map_t, dot1q_vni, 256));
 
 /* Type 5: a service instance's admin status. */
 typedef struct vsi_admin {
@@ -143,6 +159,7 @@ typedef struct vsi_admin {
     uint32_t vsi;      /* service-instance id */
     uint32_t admin;    /* 0 = down, else up */
 } vsi_admin_t;
+ZORV_LAYOUT(vsi_admin_t, 12, ZORV_AT(vsi_admin_t, vsi, 4) && ZORV_AT(vsi_admin_t, admin, 8));
 
 /* Type 6: the encap profile that a service instance uses, with its allowed VLANs. */
 typedef struct vsi_encap_rng {
@@ -151,6 +168,9 @@ typedef struct vsi_encap_rng {
     char encap_name[256]; /* global encap profile name */
     bmp4096_t dot1q_bmp;  /* VLANs of the profile that the service instance allows */
 } vsi_encap_rng_t;
+ZORV_LAYOUT(vsi_encap_rng_t, 780,
+            ZORV_AT(vsi_encap_rng_t, vsi, 4) && ZORV_AT(vsi_encap_rng_t, encap_name, 8) &&
+                ZORV_AT(vsi_encap_rng_t, dot1q_bmp, 264));
 
 /* Type 7: a service instance's own dot1q-to-VNI map. */
 typedef struct vsi_encap_dot1q_map {
@@ -158,18 +178,21 @@ typedef struct vsi_encap_dot1q_map {
     uint32_t vsi;             /* service-instance id */
     uint32_t dot1q_vni[4096]; /* VNI per VLAN, 0 = unmapped */
 } vsi_encap_dot1q_map_t;
+ZORV_LAYOUT(vsi_encap_dot1q_map_t, 16392, ZORV_AT(vsi_encap_dot1q_map_t, dot1q_vni, 8));
 
 /* Type 8: a VNI bound to a bridge domain (wire order: bd first). */
 typedef struct member_vni {
     uint32_t bd;  /* bridge domain */
     uint32_t vni; /* member VNI */
 } member_vni_t;
+ZORV_LAYOUT(member_vni_t, 8, ZORV_AT(member_vni_t, vni, 4));
 
 /* One dot1q-to-VNI pair of a type-9 value. */
 typedef struct vsi_dyn_map {
     uint32_t vni;   /* VNI, 1..0xFFFFFF when valid */
     uint32_t dot1q; /* VLAN, 1..4095 when valid */
 } vsi_dyn_map_t;
+ZORV_LAYOUT(vsi_dyn_map_t, 8, ZORV_AT(vsi_dyn_map_t, dot1q, 4));
 
 /* Type 9: the attributes of a service instance. Variable length: 792 + 8 * dyn_map_cnt.
  * Behind the dyn_map_cnt pairs follows a vsi_all_tail_t; use ZORV_VSI_ALL_TAIL to reach it. */
@@ -181,12 +204,17 @@ typedef struct vsi_all {
     uint32_t dyn_map_cnt;    /* N, the number of dyn_map pairs (read as signed by checks) */
     vsi_dyn_map_t dyn_map[]; /* N pairs in ascending VLAN order */
 } vsi_all_t;
+ZORV_LAYOUT(vsi_all_t, 20,
+            ZORV_AT(vsi_all_t, vsi, 4) && ZORV_AT(vsi_all_t, admin, 8) &&
+                ZORV_AT(vsi_all_t, map_mode, 12) && ZORV_AT(vsi_all_t, dyn_map_cnt, 16) &&
+                ZORV_AT(vsi_all_t, dyn_map, 20));
 
 /* The fixed tail of a type-9 value, behind its pairs. */
 typedef struct vsi_all_tail {
     bmp4096_t dot1q_bmp; /* allowed VLANs (dot1q_bmp_len, then the 512 bit bytes) */
     char prof_name[256]; /* encap profile name of the service instance */
 } vsi_all_tail_t;
+ZORV_LAYOUT(vsi_all_tail_t, 772, ZORV_AT(vsi_all_tail_t, prof_name, 516));
 
 /* Address of the tail of a type-9 value whose dyn_map_cnt is n (n >= 0). */
 #define ZORV_VSI_ALL_TAIL(v, n)                                                                    \
@@ -203,17 +231,22 @@ typedef struct gbl_cfg_avl_node {
     encap_map_t map;     /* profile name and dot1q map */
     uint32_t id;         /* the profile's identifier, 0 when none */
 } gbl_cfg_avl_node_t;
+ZORV_LAYOUT(gbl_cfg_avl_node_t, 16656,
+            ZORV_AT(gbl_cfg_avl_node_t, map_exists, 8) && ZORV_AT(gbl_cfg_avl_node_t, map, 12) &&
+                ZORV_AT(gbl_cfg_avl_node_t, id, 16652));
 
 /* Search key of the global configuration tree: a node serves as its own key. */
 typedef struct gbl_cfg_avl_key {
     const char *key; /* profile name */
 } gbl_cfg_avl_key_t;
+ZORV_LAYOUT(gbl_cfg_avl_key_t, 8, 1);
 
 /* Node and key of the member-VNI tree (zorv_drel_gbl_cfg_memvni_avl), memory type 12. */
 typedef struct gbl_cfg_memvni_avl_node {
     uint32_t vni; /* the key */
     uint32_t bd;  /* bridge domain the VNI is a member of */
 } gbl_cfg_memvni_avl_node_t;
+ZORV_LAYOUT(gbl_cfg_memvni_avl_node_t, 8, ZORV_AT(gbl_cfg_memvni_avl_node_t, bd, 4));
 
 /* Entry of an interface node's encap list, memory type 9. */
 typedef struct encap_profile_node {
@@ -223,12 +256,18 @@ typedef struct encap_profile_node {
     bmp4096_t dot1q_bmp;             /* allowed VLANs of the profile on this service instance */
     uint32_t dot1q_vni[4096];        /* VNI per VLAN for a map entry */
 } encap_profile_node;
+ZORV_LAYOUT(encap_profile_node, 17168,
+            ZORV_AT(encap_profile_node, encap_name, 8) &&
+                ZORV_AT(encap_profile_node, all_allowed, 264) &&
+                ZORV_AT(encap_profile_node, dot1q_bmp, 268) &&
+                ZORV_AT(encap_profile_node, dot1q_vni, 784));
 
 /* Search key of the interface tree; vsi_id 0 matches every node of the interface. */
 typedef struct if_cfg_avl_key {
     uint32_t if_index; /* parent interface */
     uint32_t vsi_id;   /* service-instance id, 0 = any */
 } if_cfg_avl_key_t;
+ZORV_LAYOUT(if_cfg_avl_key_t, 8, ZORV_AT(if_cfg_avl_key_t, vsi_id, 4));
 
 /* Node of the interface tree (zorv_drel_if_cfg_avl), memory type 2. */
 typedef struct if_cfg_avl_node {
@@ -246,18 +285,30 @@ typedef struct if_cfg_avl_node {
     uint32_t encap_count;           /* entries ever appended to encap_list */
     encap_profile_node *encap_list; /* first entry, or null */
 } if_cfg_avl_node_t;
+ZORV_LAYOUT(if_cfg_avl_node_t, 17200,
+            ZORV_AT(if_cfg_avl_node_t, vsi_id, 4) && ZORV_AT(if_cfg_avl_node_t, admin, 8) &&
+                ZORV_AT(if_cfg_avl_node_t, dot1q_vni, 12) &&
+                ZORV_AT(if_cfg_avl_node_t, dyn_map_cnt, 16396) &&
+                ZORV_AT(if_cfg_avl_node_t, vdp, 16400) && ZORV_AT(if_cfg_avl_node_t, dfs, 16404) &&
+                ZORV_AT(if_cfg_avl_node_t, vmt, 16408) && ZORV_AT(if_cfg_avl_node_t, lldp, 16412) &&
+                ZORV_AT(if_cfg_avl_node_t, dot1q_bmp, 16416) &&
+                ZORV_AT(if_cfg_avl_node_t, prof_name, 16932) &&
+                ZORV_AT(if_cfg_avl_node_t, encap_count, 17188) &&
+                ZORV_AT(if_cfg_avl_node_t, encap_list, 17192));
 
 /* Node of the encapsulation identifier tree, memory type 13; also its search key. */
 typedef struct encap_uid_node {
     char encap_name[256]; /* profile name, the key */
     uint32_t id;          /* identifier 1..4096, 0 while none is assigned */
 } encap_uid_node_t;
+ZORV_LAYOUT(encap_uid_node_t, 260, ZORV_AT(encap_uid_node_t, id, 256));
 
 /* Result holder of the interface check, owned by the caller. */
 typedef struct type1_compat_result {
     bmp4096_t vlan_bmp; /* the caller's VLAN bitmap; the library never writes it */
     bitset_t *vni_set;  /* VNI set created by the check; the caller frees it with bitset_free */
 } type1_compat_result_t;
+ZORV_LAYOUT(type1_compat_result_t, 528, ZORV_AT(type1_compat_result_t, vni_set, 520));
 
 /* ------------------------------------------------------------------------------------------ */
 /* Messages, extraction records, printable rows                                                 */
@@ -277,6 +328,9 @@ typedef struct zorv_type1_upd {
     uint32_t param_len; /* bytes of the TLV array that follows, its header included */
     uint8_t param[];    /* an aligned TLV array (tlv_array_t) */
 } zorv_type1_upd_t;
+ZORV_LAYOUT(zorv_type1_upd_t, 12,
+            ZORV_AT(zorv_type1_upd_t, if_index, 4) && ZORV_AT(zorv_type1_upd_t, param_len, 8) &&
+                ZORV_AT(zorv_type1_upd_t, param, 12));
 
 /* What was done with one TLV of an update, memory type 5 (array of them). */
 typedef struct drelm_app_cmd_extract_info {
@@ -286,6 +340,11 @@ typedef struct drelm_app_cmd_extract_info {
     uint32_t is_gbl; /* 1 when the update was global */
     uint32_t if_idx; /* the update's interface */
 } drelm_app_cmd_extract_info_t;
+ZORV_LAYOUT(drelm_app_cmd_extract_info_t, 20,
+            ZORV_AT(drelm_app_cmd_extract_info_t, action, 4) &&
+                ZORV_AT(drelm_app_cmd_extract_info_t, idx, 8) &&
+                ZORV_AT(drelm_app_cmd_extract_info_t, is_gbl, 12) &&
+                ZORV_AT(drelm_app_cmd_extract_info_t, if_idx, 16));
 
 /* One printable parameter row. */
 typedef struct drelm_app_info_entry {
@@ -296,24 +355,33 @@ typedef struct drelm_app_info_entry {
     char param_name[256];   /* "Gbl BD member vni" or "Service instance vni" */
     char param_value[256];  /* the value rendered as text */
 } drelm_app_info_entry_t;
+ZORV_LAYOUT(drelm_app_info_entry_t, 780,
+            ZORV_AT(drelm_app_info_entry_t, param_type, 4) &&
+                ZORV_AT(drelm_app_info_entry_t, reserved, 8) &&
+                ZORV_AT(drelm_app_info_entry_t, feature_name, 12) &&
+                ZORV_AT(drelm_app_info_entry_t, param_name, 268) &&
+                ZORV_AT(drelm_app_info_entry_t, param_value, 524));
 
 /* Printable rows of a TLV array, memory type 4. */
 typedef struct drelm_app_info {
     uint32_t count;                   /* number of entries */
     drelm_app_info_entry_t entries[]; /* one per TLV */
 } drelm_app_info_t;
+ZORV_LAYOUT(drelm_app_info_t, 4, ZORV_AT(drelm_app_info_t, entries, 4));
 
 /* Range list read by the range utilities. */
 typedef struct zorv_range {
     uint32_t first; /* first value */
     uint32_t last;  /* last value; equal to first for a single value */
 } zorv_range_t;
+ZORV_LAYOUT(zorv_range_t, 8, ZORV_AT(zorv_range_t, last, 4));
 
 typedef struct zorv_mrange {
     uint32_t reserved;     /* not read */
     uint32_t count;        /* number of ranges */
     zorv_range_t ranges[]; /* the ranges, in order */
 } zorv_mrange_t;
+ZORV_LAYOUT(zorv_mrange_t, 8, ZORV_AT(zorv_mrange_t, ranges, 8));
 
 /* ------------------------------------------------------------------------------------------ */
 /* Frame and formats                                                                            */
@@ -602,93 +670,5 @@ ZORV_DREL_API uint32_t zorv_drel_lib_fail_all_vlans_vsi(const if_cfg_avl_node_t 
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
-
-/* Record layouts are ABI. */
-#ifdef __cplusplus
-#define ZORV_STATIC_ASSERT(c, m) static_assert(c, m)
-#else
-#define ZORV_STATIC_ASSERT(c, m) _Static_assert(c, m)
-#endif
-#define ZORV_ASSERT_OFF(t, f, o) ZORV_STATIC_ASSERT(offsetof(t, f) == (o), #t "." #f)
-#define ZORV_ASSERT_SIZE(t, s) ZORV_STATIC_ASSERT(sizeof(t) == (s), "sizeof " #t)
-
-ZORV_ASSERT_SIZE(zorv_drel_lib_mem_type_row_t, 16);
-ZORV_ASSERT_OFF(zorv_drel_lib_mem_type_row_t, name, 8);
-ZORV_ASSERT_SIZE(encap_name_t, 260);
-ZORV_ASSERT_OFF(encap_name_t, id, 256);
-ZORV_ASSERT_SIZE(encap_map_t, 16640);
-ZORV_ASSERT_OFF(encap_map_t, dot1q_vni, 256);
-ZORV_ASSERT_SIZE(vsi_admin_t, 12);
-ZORV_ASSERT_OFF(vsi_admin_t, vsi, 4);
-ZORV_ASSERT_OFF(vsi_admin_t, admin, 8);
-ZORV_ASSERT_SIZE(vsi_encap_rng_t, 780);
-ZORV_ASSERT_OFF(vsi_encap_rng_t, vsi, 4);
-ZORV_ASSERT_OFF(vsi_encap_rng_t, encap_name, 8);
-ZORV_ASSERT_OFF(vsi_encap_rng_t, dot1q_bmp, 264);
-ZORV_ASSERT_SIZE(vsi_encap_dot1q_map_t, 16392);
-ZORV_ASSERT_OFF(vsi_encap_dot1q_map_t, dot1q_vni, 8);
-ZORV_ASSERT_SIZE(member_vni_t, 8);
-ZORV_ASSERT_OFF(member_vni_t, vni, 4);
-ZORV_ASSERT_SIZE(vsi_dyn_map_t, 8);
-ZORV_ASSERT_OFF(vsi_dyn_map_t, dot1q, 4);
-ZORV_ASSERT_SIZE(vsi_all_t, 20);
-ZORV_ASSERT_OFF(vsi_all_t, vsi, 4);
-ZORV_ASSERT_OFF(vsi_all_t, admin, 8);
-ZORV_ASSERT_OFF(vsi_all_t, map_mode, 12);
-ZORV_ASSERT_OFF(vsi_all_t, dyn_map_cnt, 16);
-ZORV_ASSERT_OFF(vsi_all_t, dyn_map, 20);
-ZORV_ASSERT_SIZE(vsi_all_tail_t, 772);
-ZORV_ASSERT_OFF(vsi_all_tail_t, prof_name, 516);
-ZORV_ASSERT_SIZE(gbl_cfg_avl_node_t, 16656);
-ZORV_ASSERT_OFF(gbl_cfg_avl_node_t, map_exists, 8);
-ZORV_ASSERT_OFF(gbl_cfg_avl_node_t, map, 12);
-ZORV_ASSERT_OFF(gbl_cfg_avl_node_t, id, 16652);
-ZORV_ASSERT_SIZE(gbl_cfg_avl_key_t, 8);
-ZORV_ASSERT_SIZE(gbl_cfg_memvni_avl_node_t, 8);
-ZORV_ASSERT_OFF(gbl_cfg_memvni_avl_node_t, bd, 4);
-ZORV_ASSERT_SIZE(encap_profile_node, 17168);
-ZORV_ASSERT_OFF(encap_profile_node, encap_name, 8);
-ZORV_ASSERT_OFF(encap_profile_node, all_allowed, 264);
-ZORV_ASSERT_OFF(encap_profile_node, dot1q_bmp, 268);
-ZORV_ASSERT_OFF(encap_profile_node, dot1q_vni, 784);
-ZORV_ASSERT_SIZE(if_cfg_avl_key_t, 8);
-ZORV_ASSERT_OFF(if_cfg_avl_key_t, vsi_id, 4);
-ZORV_ASSERT_SIZE(if_cfg_avl_node_t, 17200);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, vsi_id, 4);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, admin, 8);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, dot1q_vni, 12);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, dyn_map_cnt, 16396);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, vdp, 16400);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, dfs, 16404);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, vmt, 16408);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, lldp, 16412);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, dot1q_bmp, 16416);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, prof_name, 16932);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, encap_count, 17188);
-ZORV_ASSERT_OFF(if_cfg_avl_node_t, encap_list, 17192);
-ZORV_ASSERT_SIZE(encap_uid_node_t, 260);
-ZORV_ASSERT_OFF(encap_uid_node_t, id, 256);
-ZORV_ASSERT_SIZE(type1_compat_result_t, 528);
-ZORV_ASSERT_OFF(type1_compat_result_t, vni_set, 520);
-ZORV_ASSERT_SIZE(zorv_type1_upd_t, 12);
-ZORV_ASSERT_OFF(zorv_type1_upd_t, if_index, 4);
-ZORV_ASSERT_OFF(zorv_type1_upd_t, param_len, 8);
-ZORV_ASSERT_OFF(zorv_type1_upd_t, param, 12);
-ZORV_ASSERT_SIZE(drelm_app_cmd_extract_info_t, 20);
-ZORV_ASSERT_OFF(drelm_app_cmd_extract_info_t, action, 4);
-ZORV_ASSERT_OFF(drelm_app_cmd_extract_info_t, idx, 8);
-ZORV_ASSERT_OFF(drelm_app_cmd_extract_info_t, is_gbl, 12);
-ZORV_ASSERT_OFF(drelm_app_cmd_extract_info_t, if_idx, 16);
-ZORV_ASSERT_SIZE(drelm_app_info_entry_t, 780);
-ZORV_ASSERT_OFF(drelm_app_info_entry_t, param_type, 4);
-ZORV_ASSERT_OFF(drelm_app_info_entry_t, reserved, 8);
-ZORV_ASSERT_OFF(drelm_app_info_entry_t, feature_name, 12);
-ZORV_ASSERT_OFF(drelm_app_info_entry_t, param_name, 268);
-ZORV_ASSERT_OFF(drelm_app_info_entry_t, param_value, 524);
-ZORV_ASSERT_SIZE(drelm_app_info_t, 4);
-ZORV_ASSERT_OFF(drelm_app_info_t, entries, 4);
-ZORV_ASSERT_SIZE(zorv_range_t, 8);
-ZORV_ASSERT_SIZE(zorv_mrange_t, 8);
-ZORV_ASSERT_OFF(zorv_mrange_t, ranges, 8);
 
 #endif /* ZORV_DREL_H */

@@ -67,6 +67,15 @@ if_cfg_avl_node_t *zorv_drel_create_if_node(const if_cfg_avl_key_t *key, uint16_
     return node.release();
 }
 
+// Releases the node's encap list with the node: once the node is gone nothing could reach it.
+void zorv_drel_if_cfg_delete_cache_node(if_cfg_avl_node_t *node) {
+    zorv::erase<zorv::if_tree>(node);
+}
+
+void zorv_drel_if_cfg_delete_cache_key(const if_cfg_avl_key_t *key) {
+    zorv::erase_key<zorv::if_tree>(key);
+}
+
 namespace {
 
 // Logs and refuses a value that cannot be read within its length.
@@ -231,15 +240,6 @@ uint32_t zorv_drel_if_cfg_avl_delete(if_cfg_avl_node_t *node, uint16_t type, uin
         return ZORV_DREL_OK;
     default: ZLOG("%s(%d): Unk type:%d ", type); return 0xFFFFFFFFu;
     }
-}
-
-// Releases the node's encap list with the node: once the node is gone nothing could reach it.
-void zorv_drel_if_cfg_delete_cache_node(if_cfg_avl_node_t *node) {
-    zorv::erase<zorv::if_tree>(node);
-}
-
-void zorv_drel_if_cfg_delete_cache_key(const if_cfg_avl_key_t *key) {
-    zorv::erase_key<zorv::if_tree>(key);
 }
 
 uint32_t zorv_drel_if_cfg_avl_encaplist_tlv_size(const if_cfg_avl_node_t *node) {
