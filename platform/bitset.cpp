@@ -56,6 +56,17 @@ struct position {
           word((bit >> 6) & (kWordsPerLeaf - 1)), mask(uint64_t{1} << (bit & 63)) {}
 };
 
+// The first set bit of leaf `l` at word `w` or later, bits of word `w` outside `keep` ignored; -1
+// when there is none. The first word is masked once, so the scan of the rest stays a plain loop.
+int32_t leaf_find(const leaf &l, uint32_t w, uint64_t keep) {
+    uint64_t word = l.words[w] & keep;
+    while (word == 0) {
+        if (++w == kWordsPerLeaf) return -1;
+        word = l.words[w];
+    }
+    return static_cast<int32_t>((w << 6) | static_cast<uint32_t>(std::countr_zero(word)));
+}
+
 } // namespace
 
 int bitset_set(bitset_t *set, uint32_t bit) {
@@ -115,13 +126,9 @@ int32_t bitset_find(const bitset_t *set, uint32_t from) {
             const leaf *l = g->leaves[li];
             if (l == nullptr) continue;
             const bool first_leaf = first_slot && li == start.leaf;
-            for (uint32_t w = first_leaf ? start.word : 0; w < kWordsPerLeaf; ++w) {
-                uint64_t word = l->words[w];
-                if (first_leaf && w == start.word) word &= ~(start.mask - 1); // bits >= from
-                if (word == 0) continue;
-                return static_cast<int32_t>((s << kSlotShift) | (li << kLeafShift) | (w << 6) |
-                                            static_cast<uint32_t>(std::countr_zero(word)));
-            }
+            const int32_t bit = first_leaf ? leaf_find(*l, start.word, ~(start.mask - 1)) // >= from
+                                           : leaf_find(*l, 0, ~uint64_t{0});
+            if (bit >= 0) return static_cast<int32_t>((s << kSlotShift) | (li << kLeafShift)) | bit;
         }
     }
     return -1;
