@@ -373,22 +373,40 @@ inline const uint32_t kWords[] = {
     5011,     5012,      5020,     5021,      5022,       5030,       512,       792,
     kIfIndex, kIfIndex2, 0xFFFFFF, 0x1000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
 
+// One of the profile names p1, p2, p3 (the standard cache knows p1 and p2).
+inline void profile_name(char *name, rng &r) {
+    name[0] = 'p';
+    name[1] = static_cast<char>('1' + r.below(3));
+}
+
+// Up to four dot1q-to-VNI entries of a zeroed map, VNIs 5000 to 5039.
+inline void dot1q_entries(uint32_t *dot1q_vni, rng &r) {
+    for (uint32_t i = 0, n = r.below(5); i < n; ++i)
+        dot1q_vni[r.below(4096)] = 5000 + r.below(40);
+}
+
+// The record of type T at the start of zeroed value `v`, keyed by service instance 1 to 4 of
+// the peer-link interface.
+template <typename T> T *vsi_record(std::vector<uint8_t> &v, rng &r) {
+    auto *t = reinterpret_cast<T *>(v.data());
+    t->if_index = kIfIndex;
+    t->vsi = 1 + r.below(4);
+    return t;
+}
+
 // A well-formed value of `type`, sized by the type; a type-9 value gets `pairs` pairs.
 inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
     switch (type) {
     case ZORV_TYPE1_GBL_ENCAP_PROFILE: {
         std::vector<uint8_t> v(ZORV_ENCAP_NAME_WIRE_LEN, 0);
-        v[0] = 'p';
-        v[1] = static_cast<uint8_t>('1' + r.below(3));
+        profile_name(reinterpret_cast<char *>(v.data()), r);
         return v;
     }
     case ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP: {
         std::vector<uint8_t> v(ZORV_ENCAP_MAP_LEN, 0);
         auto *m = reinterpret_cast<encap_map_t *>(v.data());
-        m->encap_name[0] = 'p';
-        m->encap_name[1] = static_cast<char>('1' + r.below(3));
-        for (uint32_t i = 0, n = r.below(5); i < n; ++i)
-            m->dot1q_vni[r.below(4096)] = 5000 + r.below(40);
+        profile_name(m->encap_name, r);
+        dot1q_entries(m->dot1q_vni, r);
         return v;
     }
     case ZORV_TYPE1_INTF_VSI_ADMIN: {
@@ -399,11 +417,8 @@ inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
     }
     case ZORV_TYPE1_INTF_VSI_ENCAP_PROF: {
         std::vector<uint8_t> v(ZORV_VSI_ENCAP_RNG_LEN, 0);
-        auto *e = reinterpret_cast<vsi_encap_rng_t *>(v.data());
-        e->if_index = kIfIndex;
-        e->vsi = 1 + r.below(4);
-        e->encap_name[0] = 'p';
-        e->encap_name[1] = static_cast<char>('1' + r.below(3));
+        auto *e = vsi_record<vsi_encap_rng_t>(v, r);
+        profile_name(e->encap_name, r);
         e->dot1q_bmp.len = 512;
         if (r.one_in(3))
             std::memset(e->dot1q_bmp.bits, 0xFF, 512);
@@ -413,11 +428,8 @@ inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
     }
     case ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP: {
         std::vector<uint8_t> v(ZORV_VSI_ENCAP_DOT1Q_MAP_LEN, 0);
-        auto *m = reinterpret_cast<vsi_encap_dot1q_map_t *>(v.data());
-        m->if_index = kIfIndex;
-        m->vsi = 1 + r.below(4);
-        for (uint32_t i = 0, n = r.below(5); i < n; ++i)
-            m->dot1q_vni[r.below(4096)] = 5000 + r.below(40);
+        auto *m = vsi_record<vsi_encap_dot1q_map_t>(v, r);
+        dot1q_entries(m->dot1q_vni, r);
         return v;
     }
     case ZORV_TYPE1_GBL_MEMBER_VNI: {
