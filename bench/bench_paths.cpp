@@ -40,64 +40,80 @@ void fill_interface(uint32_t vsis, uint32_t pairs) {
     }
 }
 
-void clear_cache() {
-    if_cfg_avl_key_t key{kIfIndex, 0};
-    while (auto *n = static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key)))
-        zorv_drel_if_cfg_delete_cache_node(n);
+void clear_member_vnis() {
     while (auto *m =
                static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl)))
         zorv_drel_gbl_cfg_memvni_delete_cache_node(m);
 }
 
-tlv_array_t *export_interface() {
+void clear_cache() {
+    if_cfg_avl_key_t key{kIfIndex, 0};
+    while (auto *n = static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key)))
+        zorv_drel_if_cfg_delete_cache_node(n);
+    clear_member_vnis();
+}
+
+// The export of the global scope (is_gbl 1) or of interface `if_index`.
+tlv_array_t *export_params(uint32_t is_gbl, uint32_t if_index) {
     tlv_array_t *a = nullptr;
-    zorv_drel_type1_cfg_get_params(0, kIfIndex, &a);
+    zorv_drel_type1_cfg_get_params(is_gbl, if_index, &a);
     return a;
 }
 
+// The interface cache of one benchmark run, filled from its two arguments (service instances,
+// pairs each) and emptied at the end of the run.
+struct InterfaceCache {
+    explicit InterfaceCache(const benchmark::State &state) {
+        fill_interface(static_cast<uint32_t>(state.range(0)),
+                       static_cast<uint32_t>(state.range(1)));
+    }
+    ~InterfaceCache() { clear_cache(); }
+    InterfaceCache(const InterfaceCache &) = delete;
+    InterfaceCache &operator=(const InterfaceCache &) = delete;
+    static tlv_array_t *exported() { return export_params(0, kIfIndex); }
+};
+
+// A filled cache of one benchmark run and its export, taken before the timed loop and freed
+// before the cache is emptied.
+template <typename Cache> struct Exported : Cache {
+    template <typename Arg> explicit Exported(const Arg &arg) : Cache(arg) {}
+    ~Exported() { tracked_free(zt::kSvc, array); }
+    tlv_array_t *const array = Cache::exported();
+};
+
 void BM_ExportInterface(benchmark::State &state) {
-    fill_interface(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)));
+    const InterfaceCache cache(state);
     for (auto _ : state) {
-        tlv_array_t *a = export_interface();
+        tlv_array_t *a = export_params(0, kIfIndex);
         benchmark::DoNotOptimize(a);
         tracked_free(zt::kSvc, a);
     }
-    clear_cache();
 }
 BENCHMARK(BM_ExportInterface)->Args({1, 100})->Args({16, 256})->Args({64, 64})->Args({4, 4000});
 
 void BM_CompatCheckInterface(benchmark::State &state) {
-    fill_interface(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)));
-    tlv_array_t *lcl = export_interface();
+    const Exported<InterfaceCache> lcl(state);
     for (auto _ : state) {
         type1_compat_result_t pass{}, fail{};
-        uint32_t rc = zorv_drel_type1_cfg_compat_check(0, lcl, lcl, 0, 0, &pass, &fail);
+        uint32_t rc = zorv_drel_type1_cfg_compat_check(0, lcl.array, lcl.array, 0, 0, &pass, &fail);
         benchmark::DoNotOptimize(rc);
         bitset_free(pass.vni_set);
         bitset_free(fail.vni_set);
     }
-    tracked_free(zt::kSvc, lcl);
-    clear_cache();
 }
 BENCHMARK(BM_CompatCheckInterface)->Args({1, 100})->Args({16, 256})->Args({4, 4000});
 
 void BM_StrictCheckInterface(benchmark::State &state) {
-    fill_interface(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)));
-    tlv_array_t *lcl = export_interface();
+    const Exported<InterfaceCache> lcl(state);
     for (auto _ : state)
-        benchmark::DoNotOptimize(zorv_drel_type1_cfg_gbl_compat_check(0, lcl, lcl));
-    tracked_free(zt::kSvc, lcl);
-    clear_cache();
+        benchmark::DoNotOptimize(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.array, lcl.array));
 }
 BENCHMARK(BM_StrictCheckInterface)->Args({1, 100})->Args({16, 256})->Args({4, 4000});
 
 void BM_RemoteRecheckInterface(benchmark::State &state) {
-    fill_interface(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)));
-    tlv_array_t *rmt = export_interface();
+    const Exported<InterfaceCache> rmt(state);
     for (auto _ : state)
-        benchmark::DoNotOptimize(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt, 0, kIfIndex));
-    tracked_free(zt::kSvc, rmt);
-    clear_cache();
+        benchmark::DoNotOptimize(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.array, 0, kIfIndex));
 }
 BENCHMARK(BM_RemoteRecheckInterface)->Args({1, 100})->Args({16, 256});
 
@@ -172,16 +188,18 @@ void fill_global(uint32_t count, bool profiles) {
 void clear_global() {
     while (auto *n = static_cast<gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl)))
         zorv_drel_gbl_cfg_delete_cache_node(n);
-    while (auto *m =
-               static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl)))
-        zorv_drel_gbl_cfg_memvni_delete_cache_node(m);
+    clear_member_vnis();
 }
 
-tlv_array_t *export_global() {
-    tlv_array_t *a = nullptr;
-    zorv_drel_type1_cfg_get_params(1, 0, &a);
-    return a;
-}
+// The global cache of one benchmark run: kMemberVnis member VNIs (and the profiles when
+// `profiles` is set), emptied at the end of the run.
+struct GlobalCache {
+    explicit GlobalCache(bool profiles) { fill_global(kMemberVnis, profiles); }
+    ~GlobalCache() { clear_global(); }
+    GlobalCache(const GlobalCache &) = delete;
+    GlobalCache &operator=(const GlobalCache &) = delete;
+    static tlv_array_t *exported() { return export_params(1, 0); }
+};
 
 // The {bd, vni} of every member VNI in tree order, as the export logs them.
 std::vector<member_vni_t> member_vnis() {
@@ -195,21 +213,20 @@ std::vector<member_vni_t> member_vnis() {
 }
 
 void BM_ExportGlobal(benchmark::State &state) {
-    fill_global(kMemberVnis, true);
+    const GlobalCache cache(true);
     for (auto _ : state) {
-        tlv_array_t *a = export_global();
+        tlv_array_t *a = export_params(1, 0);
         benchmark::DoNotOptimize(a);
         tracked_free(zt::kSvc, a);
     }
-    clear_global();
 }
 BENCHMARK(BM_ExportGlobal)->Unit(benchmark::kMillisecond);
 
 // What the global export cannot do without: its debug-history events (same formats, same
 // number) and the copy of its array's bytes.
 void BM_ExportGlobalFloor(benchmark::State &state) {
-    fill_global(kMemberVnis, true);
-    tlv_array_t *ref = export_global(); // also opens the debug history
+    const Exported<GlobalCache> global(true); // the export also opens the debug history
+    const tlv_array_t *ref = global.array;
     const uint32_t bytes = 4 + ref->len;
     const auto tlvs = static_cast<int>(tlv_array_count(ref, 1));
     const auto vnis = member_vnis();
@@ -229,19 +246,16 @@ void BM_ExportGlobalFloor(benchmark::State &state) {
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
-    tracked_free(zt::kSvc, ref);
-    clear_global();
 }
 BENCHMARK(BM_ExportGlobalFloor)->Unit(benchmark::kMillisecond);
 
 void BM_ExportMemberVni(benchmark::State &state) {
-    fill_global(kMemberVnis, false);
+    const GlobalCache cache(false);
     for (auto _ : state) {
         tlv_array_t *a = nullptr;
         benchmark::DoNotOptimize(zorv_drel_gbl_cfg_memvni_avl_get_params(&a));
         tracked_free(zt::kSvc, a);
     }
-    clear_global();
 }
 BENCHMARK(BM_ExportMemberVni)->Unit(benchmark::kMillisecond);
 
@@ -257,19 +271,16 @@ void time_rows(benchmark::State &state, const tlv_array_t *a) {
 // Printable rows of the global export. Rows are made for member VNIs and service instances
 // only (a profile TLV ends the walk), so the exported array holds the member VNIs alone.
 void BM_ParamInfoGlobal(benchmark::State &state) {
-    fill_global(kMemberVnis, false);
-    tlv_array_t *a = export_global();
-    time_rows(state, a);
-    tracked_free(zt::kSvc, a);
-    clear_global();
+    const Exported<GlobalCache> exported(false);
+    time_rows(state, exported.array);
 }
 BENCHMARK(BM_ParamInfoGlobal)->Unit(benchmark::kMillisecond);
 
 // What the rows cannot do without: their two debug-history events and the copy of the rows'
 // bytes.
 void BM_ParamInfoGlobalFloor(benchmark::State &state) {
-    fill_global(kMemberVnis, false);
-    tlv_array_t *a = export_global();
+    const Exported<GlobalCache> global(false);
+    const tlv_array_t *a = global.array;
     drelm_app_info_t *ref = nullptr;
     zorv_drel_type1_cfg_get_param_info(a, &ref);
     const size_t bytes = 4 + sizeof(drelm_app_info_entry_t) * ref->count;
@@ -286,29 +297,21 @@ void BM_ParamInfoGlobalFloor(benchmark::State &state) {
         benchmark::ClobberMemory();
     }
     tracked_free(zt::kSvc, ref);
-    tracked_free(zt::kSvc, a);
-    clear_global();
 }
 BENCHMARK(BM_ParamInfoGlobalFloor)->Unit(benchmark::kMillisecond);
 
 // Printable rows of an interface export (service instances).
 void BM_ParamInfoInterface(benchmark::State &state) {
-    fill_interface(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)));
-    tlv_array_t *a = export_interface();
-    time_rows(state, a);
-    tracked_free(zt::kSvc, a);
-    clear_cache();
+    const Exported<InterfaceCache> exported(state);
+    time_rows(state, exported.array);
 }
 BENCHMARK(BM_ParamInfoInterface)->Args({16, 256})->Args({64, 64});
 
 // The remote re-check of the global scope against the cached member VNIs.
 void BM_RemoteRecheckGlobal(benchmark::State &state) {
-    fill_global(kMemberVnis, false);
-    tlv_array_t *rmt = export_global();
+    const Exported<GlobalCache> rmt(false);
     for (auto _ : state)
-        benchmark::DoNotOptimize(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt, 1, 0));
-    tracked_free(zt::kSvc, rmt);
-    clear_global();
+        benchmark::DoNotOptimize(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.array, 1, 0));
 }
 BENCHMARK(BM_RemoteRecheckGlobal)->Unit(benchmark::kMillisecond);
 

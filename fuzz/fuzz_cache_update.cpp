@@ -8,37 +8,22 @@
 // The cache goes back to the standard one after each input.
 #include "fuzz_common.h"
 
-namespace {
-constexpr size_t kHdr = ZORV_DREL_UPD_HDR_LEN;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    fuzz::setup_once();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    const uint8_t *payload = in.rest;
-    size_t len = in.rest_size;
-    uint32_t opcode = ZORV_DREL_OPC_TYPE1_UPD_HDR;
-    if (in.bit(4)) {
-        opcode = ZORV_DREL_OPC_TYPE1_UPD;
-        payload = len > kHdr ? payload + kHdr : nullptr;
-        len = len > kHdr ? len - kHdr : 0;
-    }
-    msg_t *msg = in.bit(3)
-                     ? nullptr
-                     : msg_create(opcode, len ? payload : nullptr, static_cast<uint32_t>(len));
-    fuzz::code(zorv_drel_type1_cfg_cache_update(in.bit(0), in.bit(1),
-                                                in.bit(2) ? fuzz::kIfIndex2 : fuzz::kIfIndex, msg),
-               "cache_update");
-    if (msg != nullptr) msg_destroy(msg);
-    fuzz::empty_cache();
-    fuzz::fill_cache();
-    guard.check();
-    return 0;
+    return fuzz::run_input(data, size, [](const fuzz::input &in) {
+        fuzz::payload payload{in.rest, in.rest_size};
+        uint32_t opcode = ZORV_DREL_OPC_TYPE1_UPD_HDR;
+        if (in.bit(4)) {
+            opcode = ZORV_DREL_OPC_TYPE1_UPD;
+            payload.drop_header();
+        }
+        msg_t *msg = in.bit(3) ? nullptr : payload.message(opcode);
+        fuzz::code(zorv_drel_type1_cfg_cache_update(in.bit(0), in.bit(1), in.if_index(2), msg),
+                   "cache_update");
+        if (msg != nullptr) msg_destroy(msg);
+        fuzz::restore_cache();
+    });
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {
-    return fuzz::mutate(
-        data, size, max, seed,
-        fuzz::layout{fuzz::kCtl + kHdr + 12, static_cast<long>(fuzz::kCtl + kHdr + 8)});
+    return fuzz::mutate(data, size, max, seed, fuzz::kUpdateLayout);
 }

@@ -8,8 +8,9 @@
 // consistent most of the time, so that inputs reach the deep paths, and breaks them on purpose
 // otherwise.
 //
-// Each target file defines LLVMFuzzerTestOneInput and LLVMFuzzerCustomMutator. Built with
-// libFuzzer it is a fuzzer; built with replay_main.cpp it replays a corpus directory.
+// Each target file defines LLVMFuzzerTestOneInput (through run_input) and
+// LLVMFuzzerCustomMutator. Built with libFuzzer it is a fuzzer; built with replay_main.cpp it
+// replays a corpus directory.
 #ifndef ZORV_FUZZ_COMMON_H
 #define ZORV_FUZZ_COMMON_H
 
@@ -155,6 +156,12 @@ inline void fill_cache() {
     std::free(map);
 }
 
+// The standard cache again, after a target changed it.
+inline void restore_cache() {
+    empty_cache();
+    fill_cache();
+}
+
 // Holds the tracked-block count at the start of an input and checks it at the end: a target
 // that changes the cache empties it and fills it again, so the count must come back.
 class leak_guard {
@@ -207,6 +214,8 @@ struct input {
     const uint8_t *rest = nullptr;
     size_t rest_size = 0;
     bool bit(unsigned n) const { return ((ctl[n / 8] >> (n % 8)) & 1u) != 0; }
+    // The second interface when control bit `n` is set, else the peer-link one.
+    uint32_t if_index(unsigned n) const { return bit(n) ? kIfIndex2 : kIfIndex; }
 };
 inline input split(const uint8_t *data, size_t size) {
     input in;
@@ -216,6 +225,18 @@ inline input split(const uint8_t *data, size_t size) {
         in.rest_size = size - kCtl;
     }
     return in;
+}
+
+// One input of a target: the process set up once (`setup`, the standard cache by default), the
+// input split and handed to `body`, and no tracked block left behind after it. Returns what
+// LLVMFuzzerTestOneInput returns.
+template <typename Body>
+int run_input(const uint8_t *data, size_t size, Body body, void (*setup)() = setup_once) {
+    setup();
+    const leak_guard guard;
+    body(split(data, size));
+    guard.check();
+    return 0;
 }
 
 // The bytes as a TLV array in a block of exactly their size. The receiver checks the array
@@ -261,6 +282,69 @@ inline std::vector<tlv_item> tlv_items(const uint8_t *p, size_t n, size_t max_it
     return out;
 }
 
+// Calls f(is_gbl, if_index) for the interface scope (interface `if_index`) and for the global
+// scope (interface 0), the global one first when `global_first` is set.
+template <typename F> void each_scope(bool global_first, uint32_t if_index, F f) {
+    for (uint32_t k = 0; k < 2; ++k) {
+        const uint32_t is_gbl = global_first ? 1 - k : k;
+        f(is_gbl, is_gbl ? 0 : if_index);
+    }
+}
+
+// Where the TLV array of a target's input starts, and an optional u32 field before it that
+// holds the array's size (header included), as an update record's param_len does.
+struct layout {
+    size_t array_off = kCtl;
+    long size_field = -1;
+};
+
+// ---- update messages -------------------------------------------------------------------------
+
+constexpr size_t kUpdHdr = ZORV_DREL_UPD_HDR_LEN; // the message header before an update record
+
+// The layout of a target whose input is an update message: the header, the 12-byte head of the
+// update record (param_len 8 bytes into it), then the record's TLV array.
+inline constexpr layout kUpdateLayout{kCtl + kUpdHdr + 12, static_cast<long>(kCtl + kUpdHdr + 8)};
+
+// The payload of a message made from an input's bytes.
+struct payload {
+    const uint8_t *data;
+    size_t len;
+    // A bare update: the header bytes are left out (nothing is left when there are no more).
+    void drop_header() {
+        data = len > kUpdHdr ? data + kUpdHdr : nullptr;
+        len = len > kUpdHdr ? len - kUpdHdr : 0;
+    }
+    msg_t *message(uint32_t opcode) const {
+        return msg_create(opcode, len ? data : nullptr, static_cast<uint32_t>(len));
+    }
+};
+
+// ---- result holders --------------------------------------------------------------------------
+
+// An empty VNI set as the peer manager hands one to the checks.
+inline bitset_t *new_vni_set() {
+    auto *p = static_cast<uint32_t *>(std::calloc(1, BITSET_ROOT_BYTES));
+    p[0] = 1024;
+    return reinterpret_cast<bitset_t *>(p);
+}
+
+// The passing and the failing result holder of the graceful check, with a VNI set each as asked;
+// the sets are freed at the end of the scope.
+struct result_holders {
+    type1_compat_result_t pass{}, fail{};
+    result_holders(bool pass_set, bool fail_set) {
+        if (pass_set) pass.vni_set = new_vni_set();
+        if (fail_set) fail.vni_set = new_vni_set();
+    }
+    result_holders(const result_holders &) = delete;
+    result_holders &operator=(const result_holders &) = delete;
+    ~result_holders() {
+        bitset_free(pass.vni_set);
+        bitset_free(fail.vni_set);
+    }
+};
+
 // ---- the structure-aware mutator -------------------------------------------------------------
 
 class rng {
@@ -279,13 +363,6 @@ class rng {
     uint64_t s_;
 };
 
-// Where the TLV array of a target's input starts, and an optional u32 field before it that
-// holds the array's size (header included), as an update record's param_len does.
-struct layout {
-    size_t array_off = kCtl;
-    long size_field = -1;
-};
-
 inline const uint16_t kTypes[] = {1, 2, 5, 6, 7, 8, 9, 0, 3, 4, 10, 0xFFFF};
 inline const uint32_t kMagicLens[] = {0,   1,   4,     7,     8,     11,    12,    19,    20,
                                       255, 256, 260,   779,   780,   791,   792,   800,   808,
@@ -296,22 +373,40 @@ inline const uint32_t kWords[] = {
     5011,     5012,      5020,     5021,      5022,       5030,       512,       792,
     kIfIndex, kIfIndex2, 0xFFFFFF, 0x1000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
 
+// One of the profile names p1, p2, p3 (the standard cache knows p1 and p2).
+inline void profile_name(char *name, rng &r) {
+    name[0] = 'p';
+    name[1] = static_cast<char>('1' + r.below(3));
+}
+
+// Up to four dot1q-to-VNI entries of a zeroed map, VNIs 5000 to 5039.
+inline void dot1q_entries(uint32_t *dot1q_vni, rng &r) {
+    for (uint32_t i = 0, n = r.below(5); i < n; ++i)
+        dot1q_vni[r.below(4096)] = 5000 + r.below(40);
+}
+
+// The record of type T at the start of zeroed value `v`, keyed by service instance 1 to 4 of
+// the peer-link interface.
+template <typename T> T *vsi_record(std::vector<uint8_t> &v, rng &r) {
+    auto *t = reinterpret_cast<T *>(v.data());
+    t->if_index = kIfIndex;
+    t->vsi = 1 + r.below(4);
+    return t;
+}
+
 // A well-formed value of `type`, sized by the type; a type-9 value gets `pairs` pairs.
 inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
     switch (type) {
     case ZORV_TYPE1_GBL_ENCAP_PROFILE: {
         std::vector<uint8_t> v(ZORV_ENCAP_NAME_WIRE_LEN, 0);
-        v[0] = 'p';
-        v[1] = static_cast<uint8_t>('1' + r.below(3));
+        profile_name(reinterpret_cast<char *>(v.data()), r);
         return v;
     }
     case ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP: {
         std::vector<uint8_t> v(ZORV_ENCAP_MAP_LEN, 0);
         auto *m = reinterpret_cast<encap_map_t *>(v.data());
-        m->encap_name[0] = 'p';
-        m->encap_name[1] = static_cast<char>('1' + r.below(3));
-        for (uint32_t i = 0, n = r.below(5); i < n; ++i)
-            m->dot1q_vni[r.below(4096)] = 5000 + r.below(40);
+        profile_name(m->encap_name, r);
+        dot1q_entries(m->dot1q_vni, r);
         return v;
     }
     case ZORV_TYPE1_INTF_VSI_ADMIN: {
@@ -322,11 +417,8 @@ inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
     }
     case ZORV_TYPE1_INTF_VSI_ENCAP_PROF: {
         std::vector<uint8_t> v(ZORV_VSI_ENCAP_RNG_LEN, 0);
-        auto *e = reinterpret_cast<vsi_encap_rng_t *>(v.data());
-        e->if_index = kIfIndex;
-        e->vsi = 1 + r.below(4);
-        e->encap_name[0] = 'p';
-        e->encap_name[1] = static_cast<char>('1' + r.below(3));
+        auto *e = vsi_record<vsi_encap_rng_t>(v, r);
+        profile_name(e->encap_name, r);
         e->dot1q_bmp.len = 512;
         if (r.one_in(3))
             std::memset(e->dot1q_bmp.bits, 0xFF, 512);
@@ -336,11 +428,8 @@ inline std::vector<uint8_t> good_value(uint16_t type, rng &r) {
     }
     case ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP: {
         std::vector<uint8_t> v(ZORV_VSI_ENCAP_DOT1Q_MAP_LEN, 0);
-        auto *m = reinterpret_cast<vsi_encap_dot1q_map_t *>(v.data());
-        m->if_index = kIfIndex;
-        m->vsi = 1 + r.below(4);
-        for (uint32_t i = 0, n = r.below(5); i < n; ++i)
-            m->dot1q_vni[r.below(4096)] = 5000 + r.below(40);
+        auto *m = vsi_record<vsi_encap_dot1q_map_t>(v, r);
+        dot1q_entries(m->dot1q_vni, r);
         return v;
     }
     case ZORV_TYPE1_GBL_MEMBER_VNI: {

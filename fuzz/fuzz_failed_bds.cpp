@@ -17,52 +17,40 @@ bool holds_record(const fuzz::tlv_item &t) {
     return n <= 0 || uint64_t{ZORV_VSI_ALL_FIXED_LEN} + 8 * uint64_t(n) <= t.len;
 }
 
-bitset_t *new_set() {
-    auto *p = static_cast<uint32_t *>(std::calloc(1, BITSET_ROOT_BYTES));
-    p[0] = 1024;
-    return reinterpret_cast<bitset_t *>(p);
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    fuzz::setup_once();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    const auto items = fuzz::tlv_items(in.rest, in.rest_size, 32);
-    type1_compat_result_t pass{}, fail{};
-    pass.vni_set = in.bit(2) ? nullptr : new_set();
-    fail.vni_set = in.bit(3) ? nullptr : new_set();
-    const uint16_t type = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
-    for (size_t i = 0; i < items.size(); i += 2) {
-        const fuzz::tlv_item &l = items[i];
-        const fuzz::tlv_item r =
-            i + 1 < items.size() ? items[i + 1] : fuzz::tlv_item{9, 0, nullptr};
-        const fuzz::exact lv(l.value, l.len), rv(r.value, r.len);
-        const auto *lp = in.bit(0) || !holds_record(l)
-                             ? nullptr
-                             : reinterpret_cast<const vsi_all_t *>(lv.data());
-        const auto *rp = in.bit(1) || !holds_record(r)
-                             ? nullptr
-                             : reinterpret_cast<const vsi_all_t *>(rv.data());
-        const uint32_t rc =
-            fuzz::code(zorv_drel_lib_check_failed_bds_vsi(type, lp, rp, in.ctl[2], &pass, &fail),
-                       "failed_bds_vsi");
-        // Failure is reported exactly when the failed set is not empty (or missing).
-        const bool failed = fail.vni_set == nullptr || bitset_count(fail.vni_set) != 0;
-        if (lp != nullptr && (rc != 0) != failed) fuzz::die("failed_bds_vsi verdict", rc);
-    }
-    if (in.bit(4)) {
-        if_cfg_avl_key_t key{fuzz::kIfIndex, 1u + in.ctl[1] % 4u};
-        const auto *node =
-            static_cast<const if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key));
-        fuzz::code(zorv_drel_lib_fail_all_vlans_vsi(node, type, in.ctl[2], &pass, &fail),
-                   "fail_all_vlans_vsi");
-    }
-    bitset_free(pass.vni_set);
-    bitset_free(fail.vni_set);
-    guard.check();
-    return 0;
+    return fuzz::run_input(data, size, [](const fuzz::input &in) {
+        const auto items = fuzz::tlv_items(in.rest, in.rest_size, 32);
+        fuzz::result_holders res(!in.bit(2), !in.bit(3));
+        const uint16_t type = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
+        for (size_t i = 0; i < items.size(); i += 2) {
+            const fuzz::tlv_item &l = items[i];
+            const fuzz::tlv_item r =
+                i + 1 < items.size() ? items[i + 1] : fuzz::tlv_item{9, 0, nullptr};
+            const fuzz::exact lv(l.value, l.len), rv(r.value, r.len);
+            const auto *lp = in.bit(0) || !holds_record(l)
+                                 ? nullptr
+                                 : reinterpret_cast<const vsi_all_t *>(lv.data());
+            const auto *rp = in.bit(1) || !holds_record(r)
+                                 ? nullptr
+                                 : reinterpret_cast<const vsi_all_t *>(rv.data());
+            const uint32_t rc = fuzz::code(
+                zorv_drel_lib_check_failed_bds_vsi(type, lp, rp, in.ctl[2], &res.pass, &res.fail),
+                "failed_bds_vsi");
+            // Failure is reported exactly when the failed set is not empty (or missing).
+            const bool failed = res.fail.vni_set == nullptr || bitset_count(res.fail.vni_set) != 0;
+            if (lp != nullptr && (rc != 0) != failed) fuzz::die("failed_bds_vsi verdict", rc);
+        }
+        if (in.bit(4)) {
+            if_cfg_avl_key_t key{fuzz::kIfIndex, 1u + in.ctl[1] % 4u};
+            const auto *node =
+                static_cast<const if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key));
+            fuzz::code(
+                zorv_drel_lib_fail_all_vlans_vsi(node, type, in.ctl[2], &res.pass, &res.fail),
+                "fail_all_vlans_vsi");
+        }
+    });
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {

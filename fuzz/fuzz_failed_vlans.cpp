@@ -47,45 +47,43 @@ void check_outputs(uint32_t rc, uint16_t type, const bmp4096_t &pass, const bmp4
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    fuzz::setup_once();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    const uint16_t type = fuzz::kTypes[in.ctl[1] % std::size(fuzz::kTypes)];
-    table lcl, rmt;
-    auto bmps = std::make_unique<bmp4096_t[]>(5);
-    bmp4096_t &lbmp = bmps[0], &rbmp = bmps[1], &pelk = bmps[2], &pass = bmps[3], &failed = bmps[4];
-    lbmp.len = rbmp.len = pelk.len = 512;
-    for (const auto &t : fuzz::tlv_items(in.rest, in.rest_size)) {
-        switch (t.type) {
-        case 1: lcl.fill(t); break;
-        case 2: rmt.fill(t); break;
-        case 3: fill_bmp(lbmp, t); break;
-        case 4: fill_bmp(rbmp, t); break;
-        case 5: fill_bmp(pelk, t); break;
-        default: break;
+    return fuzz::run_input(data, size, [](const fuzz::input &in) {
+        const uint16_t type = fuzz::kTypes[in.ctl[1] % std::size(fuzz::kTypes)];
+        table lcl, rmt;
+        auto bmps = std::make_unique<bmp4096_t[]>(5);
+        bmp4096_t &lbmp = bmps[0], &rbmp = bmps[1], &pelk = bmps[2], &pass = bmps[3],
+                  &failed = bmps[4];
+        lbmp.len = rbmp.len = pelk.len = 512;
+        for (const auto &t : fuzz::tlv_items(in.rest, in.rest_size)) {
+            switch (t.type) {
+            case 1: lcl.fill(t); break;
+            case 2: rmt.fill(t); break;
+            case 3: fill_bmp(lbmp, t); break;
+            case 4: fill_bmp(rbmp, t); break;
+            case 5: fill_bmp(pelk, t); break;
+            default: break;
+            }
         }
-    }
-    const uint32_t pass_len = in.ctl[2];
+        const uint32_t pass_len = in.ctl[2];
 
-    std::memset(&pass, 0x5A, sizeof pass);
-    std::memset(&failed, 0xA5, sizeof failed);
-    pass.len = pass_len;
-    uint32_t rc = fuzz::code(zorv_drel_lib_check_failed_vlans_vni(
-                                 type, in.bit(0) ? nullptr : lcl.v.get(),
-                                 in.bit(1) ? nullptr : rmt.v.get(), &pelk, &pass, &failed),
-                             "failed_vlans_vni");
-    check_outputs(rc, type, pass, failed, pass_len, "failed_vlans_vni");
+        std::memset(&pass, 0x5A, sizeof pass);
+        std::memset(&failed, 0xA5, sizeof failed);
+        pass.len = pass_len;
+        uint32_t rc = fuzz::code(zorv_drel_lib_check_failed_vlans_vni(
+                                     type, in.bit(0) ? nullptr : lcl.v.get(),
+                                     in.bit(1) ? nullptr : rmt.v.get(), &pelk, &pass, &failed),
+                                 "failed_vlans_vni");
+        check_outputs(rc, type, pass, failed, pass_len, "failed_vlans_vni");
 
-    std::memset(&pass, 0x5A, sizeof pass);
-    std::memset(&failed, 0xA5, sizeof failed);
-    pass.len = pass_len;
-    rc = fuzz::code(zorv_drel_lib_check_failed_vlans_bmp(
-                        type, in.bit(2) ? nullptr : lcl.v.get(), in.bit(3) ? nullptr : &lbmp,
-                        in.bit(4) ? nullptr : &rbmp, &pelk, &pass, &failed),
-                    "failed_vlans_bmp");
-    check_outputs(rc, type, pass, failed, pass_len, "failed_vlans_bmp");
-    guard.check();
-    return 0;
+        std::memset(&pass, 0x5A, sizeof pass);
+        std::memset(&failed, 0xA5, sizeof failed);
+        pass.len = pass_len;
+        rc = fuzz::code(zorv_drel_lib_check_failed_vlans_bmp(
+                            type, in.bit(2) ? nullptr : lcl.v.get(), in.bit(3) ? nullptr : &lbmp,
+                            in.bit(4) ? nullptr : &rbmp, &pelk, &pass, &failed),
+                        "failed_vlans_bmp");
+        check_outputs(rc, type, pass, failed, pass_len, "failed_vlans_bmp");
+    });
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {

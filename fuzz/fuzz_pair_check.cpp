@@ -11,38 +11,28 @@
 #include <memory>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    fuzz::setup_once();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    drelm_host_set_pelk_oper_ver(in.bit(0) ? 39 : 40);
-    const auto items = fuzz::tlv_items(in.rest, in.rest_size, 32);
+    return fuzz::run_input(data, size, [](const fuzz::input &in) {
+        drelm_host_set_pelk_oper_ver(in.bit(0) ? 39 : 40);
+        const auto items = fuzz::tlv_items(in.rest, in.rest_size, 32);
 
-    type1_compat_result_t pass{}, fail{};
-    if (!in.bit(3)) {
-        for (auto *res : {&pass, &fail}) {
-            auto *p = static_cast<uint32_t *>(std::calloc(1, BITSET_ROOT_BYTES));
-            p[0] = 1024;
-            res->vni_set = reinterpret_cast<bitset_t *>(p);
+        fuzz::result_holders res(!in.bit(3), !in.bit(3));
+        for (size_t i = 0; i < items.size(); i += 2) {
+            const fuzz::tlv_item &l = items[i];
+            fuzz::tlv_item r =
+                i + 1 < items.size() ? items[i + 1] : fuzz::tlv_item{l.type, 0, nullptr};
+            const uint16_t cut = static_cast<uint16_t>(std::min<uint16_t>(in.ctl[1] % 8, r.len));
+            r.len = static_cast<uint16_t>(r.len - cut);
+            const fuzz::exact lv(l.value, l.len), rv(r.value, r.len);
+            const void *lp = in.bit(1) ? nullptr : lv.data();
+            const void *rp = in.bit(2) || r.value == nullptr ? nullptr : rv.data();
+            fuzz::code(zorv_drel_type1_cfg_compat_check_tlv(l.type, l.len, lp, r.type, r.len, rp,
+                                                            in.ctl[2], &res.pass, &res.fail),
+                       "compat_check_tlv");
+            fuzz::code(
+                zorv_drel_type1_cfg_gbl_compat_check_tlv(l.type, l.len, lp, r.type, r.len, rp),
+                "gbl_compat_check_tlv");
         }
-    }
-    for (size_t i = 0; i < items.size(); i += 2) {
-        const fuzz::tlv_item &l = items[i];
-        fuzz::tlv_item r = i + 1 < items.size() ? items[i + 1] : fuzz::tlv_item{l.type, 0, nullptr};
-        const uint16_t cut = static_cast<uint16_t>(std::min<uint16_t>(in.ctl[1] % 8, r.len));
-        r.len = static_cast<uint16_t>(r.len - cut);
-        const fuzz::exact lv(l.value, l.len), rv(r.value, r.len);
-        const void *lp = in.bit(1) ? nullptr : lv.data();
-        const void *rp = in.bit(2) || r.value == nullptr ? nullptr : rv.data();
-        fuzz::code(zorv_drel_type1_cfg_compat_check_tlv(l.type, l.len, lp, r.type, r.len, rp,
-                                                        in.ctl[2], &pass, &fail),
-                   "compat_check_tlv");
-        fuzz::code(zorv_drel_type1_cfg_gbl_compat_check_tlv(l.type, l.len, lp, r.type, r.len, rp),
-                   "gbl_compat_check_tlv");
-    }
-    bitset_free(pass.vni_set);
-    bitset_free(fail.vni_set);
-    guard.check();
-    return 0;
+    });
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {

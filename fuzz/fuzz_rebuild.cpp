@@ -6,26 +6,21 @@
 #include "fuzz_common.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    fuzz::setup_once();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    const fuzz::array_copy arr(in.rest, in.rest_size);
-    const uint32_t if_index = in.bit(0) ? fuzz::kIfIndex2 : fuzz::kIfIndex;
-    if (in.bit(2)) fuzz::empty_cache();
-    for (uint32_t k = 0; k < 2; ++k) {
-        const uint32_t is_gbl = in.bit(1) ? 1 - k : k;
-        fuzz::code(zorv_drel_type1_cfg_cache_rebuild(arr.get(), is_gbl, is_gbl ? 0 : if_index),
-                   "cache_rebuild");
-    }
-    for (uint32_t is_gbl = 0; is_gbl < 2; ++is_gbl) {
-        tlv_array_t *out = nullptr;
-        fuzz::code(zorv_drel_type1_cfg_get_params(is_gbl, if_index, &out), "get_params");
-        tracked_free(ZORV_DREL_LIB_SERVICE_ID, out);
-    }
-    fuzz::empty_cache();
-    fuzz::fill_cache();
-    guard.check();
-    return 0;
+    return fuzz::run_input(data, size, [](const fuzz::input &in) {
+        const fuzz::array_copy arr(in.rest, in.rest_size);
+        const uint32_t if_index = in.if_index(0);
+        if (in.bit(2)) fuzz::empty_cache();
+        fuzz::each_scope(in.bit(1), if_index, [&](uint32_t is_gbl, uint32_t scope_if) {
+            fuzz::code(zorv_drel_type1_cfg_cache_rebuild(arr.get(), is_gbl, scope_if),
+                       "cache_rebuild");
+        });
+        for (uint32_t is_gbl = 0; is_gbl < 2; ++is_gbl) {
+            tlv_array_t *out = nullptr;
+            fuzz::code(zorv_drel_type1_cfg_get_params(is_gbl, if_index, &out), "get_params");
+            tracked_free(ZORV_DREL_LIB_SERVICE_ID, out);
+        }
+        fuzz::restore_cache();
+    });
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {

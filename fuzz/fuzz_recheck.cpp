@@ -5,18 +5,13 @@
 #include "fuzz_common.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    fuzz::setup_once();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    const fuzz::array_copy rmt(in.rest, in.rest_size);
-    const uint32_t if_index = in.bit(0) ? fuzz::kIfIndex2 : fuzz::kIfIndex;
-    for (uint32_t k = 0; k < 2; ++k) {
-        const uint32_t is_gbl = in.bit(1) ? 1 - k : k;
-        fuzz::code(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), is_gbl, is_gbl ? 0 : if_index),
-                   "rmt_cfg_cache_rebuild");
-    }
-    guard.check();
-    return 0;
+    return fuzz::run_input(data, size, [](const fuzz::input &in) {
+        const fuzz::array_copy rmt(in.rest, in.rest_size);
+        fuzz::each_scope(in.bit(1), in.if_index(0), [&](uint32_t is_gbl, uint32_t scope_if) {
+            fuzz::code(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), is_gbl, scope_if),
+                       "rmt_cfg_cache_rebuild");
+        });
+    });
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {

@@ -22,28 +22,29 @@ void setup() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    setup();
-    const fuzz::leak_guard guard;
-    const fuzz::input in = fuzz::split(data, size);
-    const fuzz::array_copy rmt(in.rest, in.rest_size);
-    drelm_host_set_pelk_oper_ver(in.bit(0) ? 39 : 40);
+    return fuzz::run_input(
+        data, size,
+        [](const fuzz::input &in) {
+            const fuzz::array_copy rmt(in.rest, in.rest_size);
+            drelm_host_set_pelk_oper_ver(in.bit(0) ? 39 : 40);
 
-    const tlv_array_t *lcl = nullptr;
-    switch ((in.ctl[0] >> 1) & 3) {
-    case 0: lcl = g_local[0]; break;
-    case 1: lcl = g_local[1]; break;
-    case 2: lcl = nullptr; break;
-    default: lcl = &g_empty; break;
-    }
-    type1_compat_result_t pass{}, fail{};
-    fuzz::code(
-        zorv_drel_type1_cfg_compat_check(in.ctl[2], lcl, rmt.get(), in.ctl[1], 0, &pass, &fail),
-        "compat_check");
-    bitset_free(pass.vni_set);
-    bitset_free(fail.vni_set);
-    fuzz::code(zorv_drel_type1_cfg_gbl_compat_check(in.ctl[2], lcl, rmt.get()), "gbl_compat_check");
-    guard.check();
-    return 0;
+            const tlv_array_t *lcl = nullptr;
+            switch ((in.ctl[0] >> 1) & 3) {
+            case 0: lcl = g_local[0]; break;
+            case 1: lcl = g_local[1]; break;
+            case 2: lcl = nullptr; break;
+            default: lcl = &g_empty; break;
+            }
+            type1_compat_result_t pass{}, fail{};
+            fuzz::code(zorv_drel_type1_cfg_compat_check(in.ctl[2], lcl, rmt.get(), in.ctl[1], 0,
+                                                        &pass, &fail),
+                       "compat_check");
+            bitset_free(pass.vni_set);
+            bitset_free(fail.vni_set);
+            fuzz::code(zorv_drel_type1_cfg_gbl_compat_check(in.ctl[2], lcl, rmt.get()),
+                       "gbl_compat_check");
+        },
+        setup);
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max, unsigned seed) {

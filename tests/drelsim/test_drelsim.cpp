@@ -135,6 +135,19 @@ class Drelsim : public ::testing::Test {
     void SetUp() override {
         if (!*kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
     }
+
+    // Runs drelsim with --json on a scenario file (empty: the built-in one), then `extra`,
+    // keeping the outcome in `result`; fails unless it exits with `status` (for ASSERT_TRUE).
+    ::testing::AssertionResult runs(const std::string &file, int status,
+                                    std::vector<std::string> extra = {}) {
+        result = run_json(file, std::move(extra));
+        if (result.status == status) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure()
+               << "exit status " << result.status << " (expected " << status << ")\n"
+               << result.err;
+    }
+
+    Outcome result; // of the last runs()
 };
 
 void expect_all_pass(const json &round) {
@@ -148,12 +161,32 @@ void expect_all_pass(const json &round) {
     }
 }
 
+// The scope `which` of a round, which must have failed.
+const json &failing_scope(const json &round, const std::string &which) {
+    const json &s = scope(round, which);
+    EXPECT_EQ(s["verdict"], "fail") << which;
+    return s;
+}
+
+// The peer failed exactly the VNI `vni`, which it places in bridge domain `bd`.
+void expect_failed_vni(const json &peer, unsigned vni, unsigned bd) {
+    EXPECT_EQ(failed_vnis(peer), std::vector<unsigned>{vni});
+    EXPECT_EQ(bd_of(peer, vni), bd);
+}
+
+// A parameter row that differs but is tolerated, for a reason that names each of `parts`.
+void expect_tolerated(const json &row, std::initializer_list<const char *> parts) {
+    EXPECT_TRUE(row["differs"].get<bool>());
+    EXPECT_TRUE(row["tolerated"].get<bool>());
+    for (const char *part : parts)
+        EXPECT_NE(row["reason"].get<std::string>().find(part), std::string::npos) << part;
+}
+
 } // namespace
 
 TEST_F(Drelsim, IdenticalPeersPassEveryScope) {
-    Outcome r = run_json("identical.yaml");
-    ASSERT_EQ(r.status, 0) << r.err;
-    json j = r.report();
+    ASSERT_TRUE(runs("identical.yaml", 0));
+    json j = result.report();
     EXPECT_EQ(j["verdict"], "pass");
     EXPECT_EQ(j["exit_status"], 0);
     ASSERT_EQ(j["rounds"].size(), 1u);
@@ -174,17 +207,14 @@ TEST_F(Drelsim, IdenticalPeersPassEveryScope) {
 }
 
 TEST_F(Drelsim, VniInAnotherBridgeDomainFailsTheGlobalScope) {
-    Outcome r = run_json("vni_other_bd.yaml");
-    ASSERT_EQ(r.status, 1) << r.err;
-    const json &round = last_round(r.report());
-    const json &g = scope(round, "global");
-    EXPECT_EQ(g["verdict"], "fail");
+    ASSERT_TRUE(runs("vni_other_bd.yaml", 1));
+    const json &round = last_round(result.report());
+    const json &g = failing_scope(round, "global");
     // The check returns the code of the last pair (VNI 10100, which passes); the failure is in
     // the failed set.
     EXPECT_EQ(check_name(g["peers"]["A"], "graceful"), "ZORV_DREL_OK");
     EXPECT_EQ(g["peers"]["A"]["verdict"], "fail");
-    EXPECT_EQ(failed_vnis(g["peers"]["A"]), std::vector<unsigned>{10020});
-    EXPECT_EQ(bd_of(g["peers"]["A"], 10020), 20u);
+    expect_failed_vni(g["peers"]["A"], 10020, 20);
     EXPECT_EQ(bd_of(g["peers"]["B"], 10020), 21u);
     const json &l = line(g, "vni 10020");
     EXPECT_TRUE(l["differs"].get<bool>());
@@ -196,28 +226,19 @@ TEST_F(Drelsim, VniInAnotherBridgeDomainFailsTheGlobalScope) {
 }
 
 TEST_F(Drelsim, FabricBridgeDomainDifferencePasses) {
-    Outcome r = run_json("fabric_bd_diff.yaml");
-    ASSERT_EQ(r.status, 0) << r.err;
-    const json &round = last_round(r.report());
+    ASSERT_TRUE(runs("fabric_bd_diff.yaml", 0));
+    const json &round = last_round(result.report());
     expect_all_pass(round);
-    const json &l = line(scope(round, "global"), "vni 10100");
-    EXPECT_TRUE(l["differs"].get<bool>());
-    EXPECT_TRUE(l["tolerated"].get<bool>());
-    EXPECT_NE(l["reason"].get<std::string>().find(
-                  "VNI 10100 is in bridge domain 100 here and 101 on the peer"),
-              std::string::npos);
-    EXPECT_NE(l["reason"].get<std::string>().find("fabric"), std::string::npos);
+    expect_tolerated(line(scope(round, "global"), "vni 10100"),
+                     {"VNI 10100 is in bridge domain 100 here and 101 on the peer", "fabric"});
 }
 
 TEST_F(Drelsim, MissingServiceInstanceIsChargedToItsVnis) {
-    Outcome r = run_json("vsi_missing.yaml");
-    ASSERT_EQ(r.status, 1) << r.err;
-    const json &round = last_round(r.report());
-    const json &s = scope(round, "20");
-    EXPECT_EQ(s["verdict"], "fail");
+    ASSERT_TRUE(runs("vsi_missing.yaml", 1));
+    const json &round = last_round(result.report());
+    const json &s = failing_scope(round, "20");
     EXPECT_EQ(check_name(s["peers"]["A"], "graceful"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
-    EXPECT_EQ(failed_vnis(s["peers"]["A"]), std::vector<unsigned>{10040});
-    EXPECT_EQ(bd_of(s["peers"]["A"], 10040), 40u);
+    expect_failed_vni(s["peers"]["A"], 10040, 40);
     EXPECT_EQ(s["peers"]["A"]["charged_service_instances"], json::array({12}));
     EXPECT_EQ(check_name(s["peers"]["B"], "graceful"), "ZORV_DREL_ERR_PARAM_MISSING");
     EXPECT_EQ(s["peers"]["B"]["tlvs"]["local"], 0);
@@ -228,10 +249,8 @@ TEST_F(Drelsim, MissingServiceInstanceIsChargedToItsVnis) {
 }
 
 TEST_F(Drelsim, AdminStatusDifferenceFailsAllVnisOfTheInstance) {
-    Outcome r = run_json("admin_differs.yaml");
-    ASSERT_EQ(r.status, 1) << r.err;
-    const json &s = scope(last_round(r.report()), "10");
-    EXPECT_EQ(s["verdict"], "fail");
+    ASSERT_TRUE(runs("admin_differs.yaml", 1));
+    const json &s = failing_scope(last_round(result.report()), "10");
     for (const char *side : {"A", "B"}) {
         EXPECT_EQ(check_name(s["peers"][side], "graceful"), "ZORV_DREL_ERR_COMPAT_INTF_VSI")
             << side;
@@ -245,10 +264,8 @@ TEST_F(Drelsim, AdminStatusDifferenceFailsAllVnisOfTheInstance) {
 }
 
 TEST_F(Drelsim, MappingModeDifferenceFailsTheStrictCheck) {
-    Outcome r = run_json("map_mode_differs.yaml");
-    ASSERT_EQ(r.status, 1) << r.err;
-    const json &s = scope(last_round(r.report()), "10");
-    EXPECT_EQ(s["verdict"], "fail");
+    ASSERT_TRUE(runs("map_mode_differs.yaml", 1));
+    const json &s = failing_scope(last_round(result.report()), "10");
     EXPECT_EQ(check_name(s["peers"]["A"], "strict"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
     EXPECT_EQ(check_name(s["peers"]["B"], "strict"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
     EXPECT_EQ(check_name(s["peers"]["A"], "graceful"), "ZORV_DREL_OK");
@@ -257,10 +274,8 @@ TEST_F(Drelsim, MappingModeDifferenceFailsTheStrictCheck) {
 }
 
 TEST_F(Drelsim, ProfileNameDifferenceFailsAtVersion40) {
-    Outcome r = run_json("profile_name_v40.yaml");
-    ASSERT_EQ(r.status, 1) << r.err;
-    const json &s = scope(last_round(r.report()), "10");
-    EXPECT_EQ(s["verdict"], "fail");
+    ASSERT_TRUE(runs("profile_name_v40.yaml", 1));
+    const json &s = failing_scope(last_round(result.report()), "10");
     EXPECT_EQ(check_name(s["peers"]["A"], "strict"), "ZORV_DREL_ERR_COMPAT_INTF_VSI");
     const json &l = line(s, "service instance 8");
     EXPECT_FALSE(l["tolerated"].get<bool>());
@@ -269,24 +284,18 @@ TEST_F(Drelsim, ProfileNameDifferenceFailsAtVersion40) {
 }
 
 TEST_F(Drelsim, ProfileNameDifferencePassesAtVersion39) {
-    Outcome r = run_json("profile_name_v39.yaml");
-    ASSERT_EQ(r.status, 0) << r.err;
-    const json &round = last_round(r.report());
+    ASSERT_TRUE(runs("profile_name_v39.yaml", 0));
+    const json &round = last_round(result.report());
     expect_all_pass(round);
-    const json &l = line(scope(round, "10"), "service instance 8");
-    EXPECT_TRUE(l["differs"].get<bool>());
-    EXPECT_TRUE(l["tolerated"].get<bool>());
-    EXPECT_NE(l["reason"].get<std::string>().find("not compared at peer-link version 39"),
-              std::string::npos);
+    expect_tolerated(line(scope(round, "10"), "service instance 8"),
+                     {"not compared at peer-link version 39"});
 }
 
 TEST_F(Drelsim, DeletionStepMakesThePairConsistentAgain) {
-    Outcome r = run_json("delete_step.yaml");
-    ASSERT_EQ(r.status, 0) << r.err;
-    json j = r.report();
+    ASSERT_TRUE(runs("delete_step.yaml", 0));
+    json j = result.report();
     ASSERT_EQ(j["rounds"].size(), 2u);
-    const json &before = scope(j["rounds"][0], "10");
-    EXPECT_EQ(before["verdict"], "fail");
+    const json &before = failing_scope(j["rounds"][0], "10");
     EXPECT_EQ(line(before, "service instance 9")["reason"],
               "service instance 9 exists only on the peer");
     EXPECT_EQ(j["rounds"][1]["step"]["switch"], "B");
@@ -294,9 +303,8 @@ TEST_F(Drelsim, DeletionStepMakesThePairConsistentAgain) {
 }
 
 TEST_F(Drelsim, StepOptionStopsAfterThatStep) {
-    Outcome r = run_json("delete_step.yaml", {"--step", "0"});
-    ASSERT_EQ(r.status, 1) << r.err;
-    json j = r.report();
+    ASSERT_TRUE(runs("delete_step.yaml", 1, {"--step", "0"}));
+    json j = result.report();
     ASSERT_EQ(j["rounds"].size(), 1u);
     EXPECT_EQ(j["verdict"], "fail");
 }
@@ -309,9 +317,8 @@ TEST_F(Drelsim, StepBeyondTheScenarioIsAUsageError) {
 }
 
 TEST_F(Drelsim, EveryKindOfStepActionReachesTheLibrary) {
-    Outcome r = run_json("change_steps.yaml");
-    ASSERT_EQ(r.status, 1) << r.err; // the last step leaves a member VNI on A only
-    json j = r.report();
+    ASSERT_TRUE(runs("change_steps.yaml", 1)); // the last step leaves a member VNI on A only
+    json j = result.report();
     ASSERT_EQ(j["rounds"].size(), 12u);
     const char *expected[] = {"pass", "fail", "pass", "fail", "pass", "fail",
                               "pass", "fail", "pass", "fail", "pass", "fail"};
@@ -323,8 +330,7 @@ TEST_F(Drelsim, EveryKindOfStepActionReachesTheLibrary) {
     const json &remap = scope(j["rounds"][3], "10");
     EXPECT_EQ(line(remap, "service instance 7")["reason"],
               "VLAN 20 maps to VNI 10040 here and 10020 on the peer");
-    EXPECT_EQ(failed_vnis(remap["peers"]["A"]), std::vector<unsigned>{10040});
-    EXPECT_EQ(bd_of(remap["peers"]["A"], 10040), 40u);
+    expect_failed_vni(remap["peers"]["A"], 10040, 40);
     EXPECT_EQ(failed_vnis(remap["peers"]["B"]), std::vector<unsigned>{10020});
     const json &cleared = scope(j["rounds"][6], "20");
     EXPECT_EQ(cleared["peers"]["A"]["status"], "skipped");
@@ -336,19 +342,15 @@ TEST_F(Drelsim, EveryKindOfStepActionReachesTheLibrary) {
 }
 
 TEST_F(Drelsim, DefaultScenarioChargesTheOneDifference) {
-    Outcome r = run_json("");
-    ASSERT_EQ(r.status, 1) << r.err;
-    json j = r.report();
+    ASSERT_TRUE(runs("", 1));
+    json j = result.report();
     EXPECT_EQ(j["scenario"]["source"], "built-in default scenario");
     const json &round = last_round(j);
     EXPECT_EQ(scope(round, "global")["verdict"], "pass");
     EXPECT_EQ(scope(round, "20")["verdict"], "pass");
-    const json &s = scope(round, "10");
-    EXPECT_EQ(s["verdict"], "fail");
-    EXPECT_EQ(failed_vnis(s["peers"]["A"]), std::vector<unsigned>{10020});
-    EXPECT_EQ(bd_of(s["peers"]["A"], 10020), 20u);
-    EXPECT_EQ(failed_vnis(s["peers"]["B"]), std::vector<unsigned>{10021});
-    EXPECT_EQ(bd_of(s["peers"]["B"], 10021), 0u); // not a member VNI on B
+    const json &s = failing_scope(round, "10");
+    expect_failed_vni(s["peers"]["A"], 10020, 20);
+    expect_failed_vni(s["peers"]["B"], 10021, 0); // not a member VNI on B
     EXPECT_EQ(s["peers"]["A"]["charged_service_instances"], json::array({7}));
     auto diffs = differing(s);
     ASSERT_EQ(diffs.size(), 1u);
@@ -369,10 +371,9 @@ TEST_F(Drelsim, TextReportShowsTheTableAndTheReason) {
 }
 
 TEST_F(Drelsim, DiffShowsOnlyDifferingRows) {
-    Outcome r = run_json("", {"--diff"});
-    ASSERT_EQ(r.status, 1) << r.err;
+    ASSERT_TRUE(runs("", 1, {"--diff"}));
     size_t rows = 0;
-    for (auto &s : last_round(r.report())["scopes"])
+    for (auto &s : last_round(result.report())["scopes"])
         for (auto &l : s["parameters"]) {
             EXPECT_TRUE(l["differs"].get<bool>());
             ++rows;
@@ -384,9 +385,8 @@ TEST_F(Drelsim, DiffShowsOnlyDifferingRows) {
 }
 
 TEST_F(Drelsim, EventsShowThePeersDebugHistory) {
-    Outcome r = run_json("identical.yaml", {"--events", "B"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    json j = r.report();
+    ASSERT_TRUE(runs("identical.yaml", 0, {"--events", "B"}));
+    json j = result.report();
     EXPECT_EQ(j["events"]["peer"], "B");
     ASSERT_FALSE(j["events"]["lines"].empty());
     bool compat = false;
@@ -399,10 +399,8 @@ TEST_F(Drelsim, EventsShowThePeersDebugHistory) {
 }
 
 TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
-    Outcome r = run_json("identical.yaml", {"--corrupt-frame", "A"});
-    ASSERT_EQ(r.status, 1) << r.err;
-    const json &g = scope(last_round(r.report()), "global");
-    EXPECT_EQ(g["verdict"], "fail");
+    ASSERT_TRUE(runs("identical.yaml", 1, {"--corrupt-frame", "A"}));
+    const json &g = failing_scope(last_round(result.report()), "global");
     const json &b = g["peers"]["B"];
     EXPECT_EQ(b["status"], "refused");
     EXPECT_NE(b["frame_error"].get<std::string>().find("frame carries"), std::string::npos);
@@ -410,7 +408,7 @@ TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
         EXPECT_FALSE(b["checks"][check]["run"].get<bool>());
     EXPECT_EQ(g["peers"]["A"]["status"], "checked"); // B's frame to A was intact
     EXPECT_EQ(g["peers"]["A"]["verdict"], "pass");
-    EXPECT_EQ(scope(last_round(r.report()), "10")["verdict"], "pass");
+    EXPECT_EQ(scope(last_round(result.report()), "10")["verdict"], "pass");
 }
 
 TEST_F(Drelsim, HelpListsTheOptions) {
@@ -449,12 +447,24 @@ TEST_F(Drelsim, GeneratedScenarioRunsAndPasses) {
     EXPECT_NE(out.out.find("switches:"), std::string::npos);
 }
 
+// A scenario file with a mistake, and the line, field and expectation its complaint names.
 struct ErrorCase {
-    const char *file;
+    std::string file;
     int line;
-    const char *field;
-    const char *expected;
+    std::string field;
+    std::string expected;
 };
+
+// The cases of tests/drelsim/scenario_errors.json, one per file of the scenarios' errors/.
+std::vector<ErrorCase> error_cases() {
+    std::ifstream in(std::string(ZORV_SOURCE_DIR) + "/tests/drelsim/scenario_errors.json");
+    std::vector<ErrorCase> cases;
+    for (const json &c : json::parse(in))
+        cases.push_back(ErrorCase{c.at("file").get<std::string>(), c.at("line").get<int>(),
+                                  c.at("field").get<std::string>(),
+                                  c.at("expected").get<std::string>()});
+    return cases;
+}
 
 void PrintTo(const ErrorCase &c, std::ostream *os) {
     *os << c.file;
@@ -493,46 +503,4 @@ TEST_P(ScenarioErrors, NameFileLineFieldAndExpectation) {
     EXPECT_NE(r.err.find(c.expected), std::string::npos) << r.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Drelsim, ScenarioErrors,
-    ::testing::Values(
-        ErrorCase{"syntax.yaml", 6, "(YAML syntax)", "expected well-formed YAML"},
-        ErrorCase{"unknown_field.yaml", 8, "switches.A.interfaces[0].service_instance",
-                  "unknown field (expected one of ifindex, peer_link, name, service_instances)"},
-        ErrorCase{"bad_mode.yaml", 9, "switches.A.interfaces[0].service_instances[0].mode",
-                  "expected one of static, dfs, vmt, vdp, lldp (got \"dynamic\")"},
-        ErrorCase{"bad_vlan_range.yaml", 11,
-                  "switches.B.interfaces[0].service_instances[0].allowed_vlans",
-                  "expected a VLAN range list"},
-        ErrorCase{"vni_out_of_range.yaml", 10,
-                  "switches.A.interfaces[0].service_instances[0].vlan_to_vni.20",
-                  "expected a VNI 1..16777215 (got \"16777216\")"},
-        ErrorCase{"missing_switch.yaml", 4, "switches.B",
-                  "missing field: expected the configuration of switch B"},
-        ErrorCase{"missing_field.yaml", 7, "switches.B.interfaces[0].peer_link",
-                  "missing field: expected a peer-link id"},
-        ErrorCase{"duplicate_vsi.yaml", 10, "switches.A.interfaces[0].service_instances[1].id",
-                  "expected a service-instance id not used before"},
-        ErrorCase{"duplicate_peer_link.yaml", 7, "switches.A.interfaces[1].peer_link",
-                  "expected a peer-link id not used before"},
-        ErrorCase{"duplicate_vlan.yaml", 9,
-                  "switches.A.interfaces[0].service_instances[0].vlan_to_vni.10",
-                  "expected each VLAN once"},
-        ErrorCase{"bad_admin.yaml", 9, "switches.A.interfaces[0].service_instances[0].admin",
-                  "expected up or down (got \"enabled\")"},
-        ErrorCase{"bad_ifindex.yaml", 6, "switches.A.interfaces[0].ifindex",
-                  "expected an interface index"},
-        ErrorCase{"vsi_id_zero.yaml", 9, "switches.A.interfaces[0].service_instances[0].id",
-                  "expected a service-instance id 1..4294967295 (got \"0\")"},
-        ErrorCase{"bd_out_of_range.yaml", 5, "switches.A.member_vnis.10020",
-                  "expected a bridge domain 1..4095"},
-        ErrorCase{"bad_step_switch.yaml", 8, "steps[0].switch", "expected A or B (got \"C\")"},
-        ErrorCase{"step_unknown_action.yaml", 9, "steps[0].actions[0].reboot",
-                  "unknown field (expected one of"},
-        ErrorCase{"step_unknown_interface.yaml", 12, "steps[0].actions[1]",
-                  "interface 0x40014 is not a peer-link interface of this switch"},
-        ErrorCase{"step_nothing_to_delete.yaml", 13, "steps[1].actions[0]",
-                  "VNI 10010 is not a member VNI at this step"},
-        ErrorCase{"not_a_mapping.yaml", 2, "(top level)", "expected a mapping"},
-        ErrorCase{"empty.yaml", 1, "(top level)", "expected a mapping with the field switches"}),
-    case_name);
+INSTANTIATE_TEST_SUITE_P(Drelsim, ScenarioErrors, ::testing::ValuesIn(error_cases()), case_name);

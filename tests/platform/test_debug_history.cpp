@@ -236,13 +236,11 @@ TEST(ErrorToString, KnowsTheFeatureCodes) {
     EXPECT_STREQ(error_to_string(0x42D90002), "no memory");
     EXPECT_STREQ(error_to_string(0x42D90003), "invalid argument");
     EXPECT_STREQ(error_to_string(0x42D9002B), "parameter missing");
-    EXPECT_STREQ(error_to_string(0x42D90038), "type-1 compatibility check failed for type 1");
-    EXPECT_STREQ(error_to_string(0x42D90039), "type-1 compatibility check failed for type 2");
-    EXPECT_STREQ(error_to_string(0x42D9003A),
-                 "type-1 compatibility check failed for type 5 or type 9");
-    EXPECT_STREQ(error_to_string(0x42D9003B), "type-1 compatibility check failed for type 6");
-    EXPECT_STREQ(error_to_string(0x42D9003C), "type-1 compatibility check failed for type 7");
-    EXPECT_STREQ(error_to_string(0x42D9003D), "type-1 compatibility check failed for type 8");
+    // The compatibility-check codes 0x42D90038 onwards, one per parameter type.
+    const char *types[] = {"1", "2", "5 or type 9", "6", "7", "8"};
+    for (uint32_t i = 0; i < std::size(types); ++i)
+        EXPECT_EQ(error_to_string(0x42D90038 + i),
+                  std::string("type-1 compatibility check failed for type ") + types[i]);
     EXPECT_STREQ(error_to_string(0x41B70016), "peer manager: no record");
 }
 

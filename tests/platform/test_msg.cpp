@@ -65,19 +65,22 @@ TEST(Msg, NullMessage) {
 }
 
 TEST(Msg, OpcodeNamesAreNeverNull) {
-    const std::string names[] = {msg_opcode_name_get(0x1DFF), msg_opcode_name_get(0x1E02),
-                                 msg_opcode_name_get(0x1A00B), msg_opcode_name_get(0x1A014)};
-    for (size_t i = 0; i < 4; ++i) {
-        EXPECT_FALSE(names[i].empty());
+    const struct {
+        uint32_t opcode;
+        const char *name;
+    } known[] = {{0x1DFF, "CLI_CONFIG"},
+                 {0x1E02, "CLI_TLV_CONFIG"},
+                 {0x1A00B, "ZORV_TYPE1_UPD"},
+                 {0x1A014, "ZORV_TYPE1_UPD_HDR"}};
+    for (size_t i = 0; i < std::size(known); ++i) {
+        const std::string name = msg_opcode_name_get(known[i].opcode);
+        EXPECT_FALSE(name.empty());
         for (size_t j = 0; j < i; ++j)
-            EXPECT_NE(names[i], names[j]);
+            EXPECT_NE(name, msg_opcode_name_get(known[j].opcode));
+        EXPECT_EQ(name, known[i].name);
     }
-    EXPECT_STREQ(msg_opcode_name_get(0x1A00B), "ZORV_TYPE1_UPD");
-    EXPECT_STREQ(msg_opcode_name_get(0x1A014), "ZORV_TYPE1_UPD_HDR");
-    EXPECT_STREQ(msg_opcode_name_get(0x1DFF), "CLI_CONFIG");
-    EXPECT_STREQ(msg_opcode_name_get(0x1E02), "CLI_TLV_CONFIG");
-    EXPECT_STREQ(msg_opcode_name_get(0), "UNKNOWN");
-    EXPECT_STREQ(msg_opcode_name_get(0xFFFFFFFF), "UNKNOWN");
+    for (uint32_t unknown : {0u, 0xFFFFFFFFu})
+        EXPECT_STREQ(msg_opcode_name_get(unknown), "UNKNOWN") << unknown;
 }
 
 TEST(Msg, NoMemoryGivesNull) {

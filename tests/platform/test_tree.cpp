@@ -35,6 +35,14 @@ int cmp_if(const void *a, const void *b) {
     return x->vsi < y->vsi ? -1 : 1;
 }
 
+// A tree of cmp_int holding the ints of `v`, which must outlive it.
+template <size_t N> tree_t *tree_of(int (&v)[N]) {
+    tree_t *t = tree_create(cmp_int, 0);
+    for (int &x : v)
+        tree_insert(t, &x);
+    return t;
+}
+
 std::vector<int> walk(const tree_t *t) {
     std::vector<int> out;
     for (void *n = tree_first(t); n != nullptr; n = tree_next(t, n))
@@ -75,10 +83,8 @@ TEST(Tree, DuplicateIsRefusedAndNothingChanges) {
 }
 
 TEST(Tree, FindReturnsTheStoredNode) {
-    tree_t *t = tree_create(cmp_int, 0);
     int v[] = {10, 20, 30};
-    for (int &x : v)
-        tree_insert(t, &x);
+    tree_t *t = tree_of(v);
     int key = 20, missing = 25;
     EXPECT_EQ(tree_find(t, &key), &v[1]);
     EXPECT_EQ(tree_find(t, &missing), nullptr);
@@ -103,10 +109,8 @@ TEST(Tree, DeleteRemovesExactlyTheGivenNode) {
 }
 
 TEST(Tree, NextOfAPointerNotInTheTreeGivesTheFirstGreaterNode) {
-    tree_t *t = tree_create(cmp_int, 0);
     int v[] = {10, 20, 30};
-    for (int &x : v)
-        tree_insert(t, &x);
+    tree_t *t = tree_of(v);
     int k15 = 15, k20 = 20, k30 = 30;
     EXPECT_EQ(tree_next(t, &k15), &v[1]);
     EXPECT_EQ(tree_next(t, &k20), &v[2]);

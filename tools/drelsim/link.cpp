@@ -20,12 +20,11 @@ std::string refusal(uint32_t length, uint32_t header_len) {
            std::to_string(4ull + header_len) + " (4 + " + std::to_string(header_len) + ")";
 }
 
-} // namespace
-
-bool write_all(int fd, const void *data, size_t size) {
-    const auto *p = static_cast<const uint8_t *>(data);
+// Moves `size` bytes at `p` through `io` (::read or ::write), in as many calls as it takes,
+// again after an interruption; false when the stream ends or fails first.
+template <typename Byte, typename Io> bool transfer_all(int fd, Byte *p, size_t size, Io io) {
     while (size > 0) {
-        ssize_t n = ::write(fd, p, size);
+        ssize_t n = io(fd, p, size);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) return false;
         p += n, size -= static_cast<size_t>(n);
@@ -33,15 +32,14 @@ bool write_all(int fd, const void *data, size_t size) {
     return true;
 }
 
+} // namespace
+
+bool write_all(int fd, const void *data, size_t size) {
+    return transfer_all(fd, static_cast<const uint8_t *>(data), size, ::write);
+}
+
 bool read_all(int fd, void *data, size_t size) {
-    auto *p = static_cast<uint8_t *>(data);
-    while (size > 0) {
-        ssize_t n = ::read(fd, p, size);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        p += n, size -= static_cast<size_t>(n);
-    }
-    return true;
+    return transfer_all(fd, static_cast<uint8_t *>(data), size, ::read);
 }
 
 bool send_frame(int fd, uint32_t kind, uint32_t peer_link, uint32_t ifindex, const Bytes *array,

@@ -47,6 +47,13 @@ class Parser {
     bool admin(const YAML::Node &n, const std::string &path) const;
     uint32_t mode(const YAML::Node &n, const std::string &path) const;
     VlanSet ranges(const YAML::Node &n, const std::string &path) const;
+    struct Numbers {      // the numbers a key or a value of a number map may hold
+        uint64_t hi;      // 1..hi
+        const char *what; // what to expect, for the complaint
+    };
+    std::map<uint32_t, uint32_t> number_map(const YAML::Node &n, const std::string &path,
+                                            const char *what, Numbers key, Numbers value,
+                                            const char *twice) const;
     VlanMap vlan_map(const YAML::Node &n, const std::string &path) const;
     std::map<uint32_t, uint32_t> member_vnis(const YAML::Node &n, const std::string &path) const;
     std::set<uint32_t> fabric_bds(const YAML::Node &n, const std::string &path) const;
@@ -143,31 +150,32 @@ VlanSet Parser::ranges(const YAML::Node &n, const std::string &path) const {
     return set;
 }
 
-VlanMap Parser::vlan_map(const YAML::Node &n, const std::string &path) const {
-    if (!n.IsMap()) expected(n, path, "a mapping of VLAN to VNI such as {10: 5010, 20: 5020}");
-    VlanMap map;
+// A mapping of numbers to numbers (`what`), each key given once (else the complaint `twice`).
+std::map<uint32_t, uint32_t> Parser::number_map(const YAML::Node &n, const std::string &path,
+                                                const char *what, Numbers key, Numbers value,
+                                                const char *twice) const {
+    if (!n.IsMap()) expected(n, path, what);
+    std::map<uint32_t, uint32_t> map;
     for (auto it = n.begin(); it != n.end(); ++it) {
         std::string at = path + "." + (it->first.IsScalar() ? it->first.Scalar() : "?");
-        uint32_t vlan = number(it->first, at, 1, 4095, "a VLAN 1..4095 as key");
-        uint32_t vni = number(it->second, at, 1, 0xFFFFFF, "a VNI 1..16777215");
-        if (!map.emplace(vlan, vni).second)
-            fail(it->first, at, "VLAN given twice: expected each VLAN once");
+        uint32_t k = number(it->first, at, 1, key.hi, key.what);
+        uint32_t v = number(it->second, at, 1, value.hi, value.what);
+        if (!map.emplace(k, v).second) fail(it->first, at, twice);
     }
     return map;
 }
 
+VlanMap Parser::vlan_map(const YAML::Node &n, const std::string &path) const {
+    return number_map(n, path, "a mapping of VLAN to VNI such as {10: 5010, 20: 5020}",
+                      {4095, "a VLAN 1..4095 as key"}, {0xFFFFFF, "a VNI 1..16777215"},
+                      "VLAN given twice: expected each VLAN once");
+}
+
 std::map<uint32_t, uint32_t> Parser::member_vnis(const YAML::Node &n,
                                                  const std::string &path) const {
-    if (!n.IsMap()) expected(n, path, "a mapping of VNI to bridge domain such as {5010: 10}");
-    std::map<uint32_t, uint32_t> map;
-    for (auto it = n.begin(); it != n.end(); ++it) {
-        std::string at = path + "." + (it->first.IsScalar() ? it->first.Scalar() : "?");
-        uint32_t vni = number(it->first, at, 1, 0xFFFFFF, "a VNI 1..16777215 as key");
-        uint32_t bd = number(it->second, at, 1, 4095, "a bridge domain 1..4095");
-        if (!map.emplace(vni, bd).second)
-            fail(it->first, at, "VNI given twice: expected each VNI once");
-    }
-    return map;
+    return number_map(n, path, "a mapping of VNI to bridge domain such as {5010: 10}",
+                      {0xFFFFFF, "a VNI 1..16777215 as key"}, {4095, "a bridge domain 1..4095"},
+                      "VNI given twice: expected each VNI once");
 }
 
 std::set<uint32_t> Parser::fabric_bds(const YAML::Node &n, const std::string &path) const {
