@@ -38,9 +38,7 @@ class ExportTest : public ::testing::Test {
     zt::live_baseline base;
 
     static void fill_global() {
-        zt::tlv_buf b;
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        auto b = zt::memvnis({{200, 6000}, {100, 5000}});
         auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
         b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
         zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
@@ -333,8 +331,7 @@ void expect_entry(const drelm_app_info_entry_t &e, uint32_t type, const char *na
 }
 
 TEST_F(ExportTest, ParamInfoRows) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                   zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
     {
@@ -355,8 +352,7 @@ TEST_F(ExportTest, ParamInfoRows) {
 }
 
 TEST_F(ExportTest, ParamInfoStopsAtOtherTypes) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), ZORV_DREL_ERR_INVALID_ARG);
@@ -379,8 +375,7 @@ TEST_F(ExportTest, ParamInfoNullAndEmpty) {
 }
 
 TEST_F(ExportTest, ParamInfoAllocationFailureReturnsOne) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     drelm_app_info_t *p = reinterpret_cast<drelm_app_info_t *>(uintptr_t{0x77});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_get_param_info(b.get(), &p);
@@ -416,8 +411,7 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
 }
 
 TEST_F(ExportTest, ParamInfoWalkFailure) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::append_cut_tlv(b, 9, 792);
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), TLV_ERR_MALFORMED);

@@ -269,8 +269,7 @@ TEST(AlwaysZero, DoNothingAndAnswerZero) {
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_add_tlvs(node, 64, arr.get()), 0u);
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_add_tlvs(nullptr, 0, nullptr), 0u);
     EXPECT_EQ(arr.get()->len, 0u); // nothing added
-    zt::tlv_buf rebuild;
-    rebuild.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rebuild = zt::memvnis({{10, 5000}});
     EXPECT_EQ(zorv_drel_type1_rem_cfg_cache_rebuild(rebuild.get(), 1, 0), 0u);
     EXPECT_EQ(zorv_drel_type1_rem_cfg_cache_rebuild(nullptr, 0, 0x1234), 0u);
     EXPECT_EQ(tree_count(zorv_drel_gbl_cfg_memvni_avl), 0u);

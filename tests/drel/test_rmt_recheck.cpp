@@ -25,8 +25,7 @@ TEST(RmtRecheck, EmptyArrayLogsZeroAndSucceeds) {
 
 TEST(RmtRecheck, GlobalWalkStopsAtTheFirstParameterMissingLocally) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}});
     auto name = zt::name_wire("missing");
     rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256);
     std::vector<uint8_t> map(sizeof(encap_map_t), 0);
@@ -44,9 +43,7 @@ TEST(RmtRecheck, GlobalWalkStopsAtTheFirstParameterMissingLocally) {
 }
 
 TEST(RmtRecheck, MissingMemberVniEndsTheWalk) {
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5001});
+    auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": lcl value is Null for type:8\n"));
     EXPECT_EQ(zt::log_count(kFn, ": type = 8, tlen=8\n"), 1u);
@@ -94,8 +91,7 @@ TEST(RmtRecheck, VerdictsDoNotChangeTheResult) {
 
 TEST(RmtRecheck, KeyBuilderFailureIsReturned) {
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(ZORV_DREL_ERR_INVALID_ARG) +
                                      ") to set key\n"));
@@ -106,9 +102,7 @@ TEST(RmtRecheck, KeyBuilderFailureIsReturned) {
 
 TEST(RmtRecheck, MalformedArrayReturnsTheWalkCode) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}, {10, 5000}});
     rmt.get()->len -= 4;
     zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), TLV_ERR_MALFORMED);
@@ -218,8 +212,7 @@ TEST(RmtRecheck, ReleasesEverythingItTakes) {
     zt::tlv_buf rmt;
     zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                   zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
-    zt::tlv_buf gbl;
-    gbl.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5000});
+    auto gbl = zt::memvnis({{11, 5000}});
     auto once = [&] {
         (void)zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf);
         (void)zorv_drel_type1_rmt_cfg_cache_rebuild(gbl.get(), 1, 0);
@@ -268,8 +261,7 @@ TEST(RmtRecheck, LocalValueAllocationFailureSkipsThePair) {
 
 TEST(RmtRecheck, MemberVniAllocationFailureSkipsThePair) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
     tracked_mem_fault_set(zt::kSvc, 0, 0);

@@ -131,16 +131,11 @@ TEST(RoundTrip, GlobalScope) {
     const zt::live_baseline base;
     // member VNIs through configuration messages
     {
-        zt::tlv_buf b;
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
+        auto b = zt::memvnis({{300, 7000}, {100, 5000}, {200, 6000}});
         send(0, 0, b, true);
-        zt::tlv_buf del;
-        del.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
+        auto del = zt::memvnis({{300, 7000}});
         send(1, 0, del, false);
-        zt::tlv_buf rebind;
-        rebind.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{250, 6000});
+        auto rebind = zt::memvnis({{250, 6000}});
         send(0, 0, rebind, true);
     }
     // profiles and maps through the rebuild
