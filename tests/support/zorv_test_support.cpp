@@ -40,6 +40,12 @@ size_t log_count(std::string_view fn, std::string_view text) {
     return n;
 }
 
+void expect_logs(std::string_view fn, std::initializer_list<std::string> texts) {
+    for (const auto &text : texts)
+        EXPECT_TRUE(has_log(fn, text)) << "no event " << fn << "(<line>)" << text << "\n"
+                                       << dump_events();
+}
+
 size_t raw_count(std::string_view text) {
     size_t n = 0;
     for (const auto &e : events())

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,6 +47,8 @@ size_t logs_containing(std::string_view part);
 inline bool has_log(std::string_view fn, std::string_view text) {
     return log_count(fn, text) > 0;
 }
+// Expects each of `texts` as some "<fn>(<line>)<text>" event (as has_log), naming any missing.
+void expect_logs(std::string_view fn, std::initializer_list<std::string> texts);
 // Events equal to `text` exactly (lines without a function-and-line prefix).
 size_t raw_count(std::string_view text);
 inline bool has_raw(std::string_view text) {
