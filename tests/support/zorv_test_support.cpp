@@ -221,6 +221,33 @@ std::vector<tlv_item> tlvs(const tlv_array_t *a) {
     return out;
 }
 
+void expect_global_tlvs(const std::vector<tlv_item> &t, const std::vector<std::string> &profiles,
+                        const encap_map_t *map,
+                        const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni) {
+    ASSERT_EQ(t.size(), profiles.size() + (map != nullptr ? 1 : 0) + bd_vni.size());
+    size_t i = 0;
+    for (const auto &name : profiles) {
+        SCOPED_TRACE("TLV " + std::to_string(i));
+        EXPECT_EQ(t[i].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+        EXPECT_EQ(t[i].value, name_wire(name));
+        ++i;
+    }
+    if (map != nullptr) {
+        SCOPED_TRACE("TLV " + std::to_string(i));
+        EXPECT_EQ(t[i].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
+        ASSERT_EQ(t[i].value.size(), sizeof(encap_map_t));
+        EXPECT_EQ(std::memcmp(t[i].value.data(), map, sizeof *map), 0);
+        ++i;
+    }
+    for (auto [bd, vni] : bd_vni) {
+        SCOPED_TRACE("TLV " + std::to_string(i));
+        EXPECT_EQ(t[i].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+        EXPECT_EQ(read_as<member_vni_t>(t[i].value).bd, bd);
+        EXPECT_EQ(read_as<member_vni_t>(t[i].value).vni, vni);
+        ++i;
+    }
+}
+
 std::vector<uint8_t> make_update(uint32_t is_delete, uint32_t if_index, const tlv_buf &array,
                                  bool with_header) {
     const uint32_t hdr = with_header ? ZORV_DREL_UPD_HDR_LEN : 0;

@@ -232,6 +232,12 @@ template <typename T> T read_as(const std::vector<uint8_t> &v, size_t off = 0) {
     return t;
 }
 
+// Expects the TLVs of a global export, in this order: a type-1 TLV naming each of `profiles`,
+// the type-2 TLV `map` (none if null), a type-8 TLV for each (bd, vni) of `bd_vni`.
+void expect_global_tlvs(const std::vector<tlv_item> &t, const std::vector<std::string> &profiles,
+                        const encap_map_t *map,
+                        const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni);
+
 // ---- Exactly-sized buffers ---------------------------------------------------------------
 
 // Bytes held in a heap block of exactly their size, so that any read past them is a
