@@ -95,8 +95,11 @@ tracked_mem_stats_t stats(int32_t mem_type) {
     return s;
 }
 
-void expect_all_returned(const tracked_mem_stats_t &before, const tracked_mem_stats_t &loaded,
-                         uint64_t made) {
+void unload_and_expect_all_returned(const tracked_mem_stats_t &before, uint64_t made,
+                                    const std::function<bool()> &unload) {
+    const auto loaded = stats();
+    ASSERT_EQ(loaded.live_blocks, before.live_blocks + made);
+    ASSERT_TRUE(unload());
     const auto after = stats();
     EXPECT_EQ(after.live_blocks, before.live_blocks);
     EXPECT_EQ(after.live_bytes, before.live_bytes);

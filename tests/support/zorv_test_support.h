@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -100,10 +101,11 @@ struct live_baseline {
     }
 };
 
-// After the library is unloaded: every block made since `before` (`made` of them, counted at
-// `loaded`) came back, no free was bad, and no memory type holds a block.
-void expect_all_returned(const tracked_mem_stats_t &before, const tracked_mem_stats_t &loaded,
-                         uint64_t made);
+// With `made` blocks made since `before` and still live, `unload` unloads the library (true when
+// it is gone); then every one of them came back, no free was bad, and no memory type holds a
+// block.
+void unload_and_expect_all_returned(const tracked_mem_stats_t &before, uint64_t made,
+                                    const std::function<bool()> &unload);
 
 // Switches fault injection off again when a test ends, whatever happened.
 struct fault_guard {
