@@ -1,7 +1,6 @@
 // Failing every VNI of a local service instance.
 #include <cstdio>
 #include <initializer_list>
-#include <malloc.h>
 #include <vector>
 
 #include "zorv_test_cache.h"
@@ -111,20 +110,14 @@ TEST_F(FailAllVlans, RepeatedCallsKeepTheHeapFlat) {
         pairs.push_back({v * 4001u % 0xFFFFFF + 1, v});
     node = zt::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, pairs);
     ASSERT_NE(node, nullptr);
-    auto run = [&] {
-        zt::holders h;
-        h.make_sets();
-        (void)zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail);
-    };
-    for (int i = 0; i < 20; ++i)
-        run(); // warm up allocator caches and the log ring
-    const size_t before = mallinfo2().uordblks;
-    const uint64_t tracked = zt::stats().live_bytes;
-    for (int i = 0; i < 500; ++i)
-        run();
-    const size_t after = mallinfo2().uordblks;
-    EXPECT_LT(after, before + 64 * 1024) << "before " << before << " after " << after;
-    EXPECT_EQ(zt::stats().live_bytes, tracked);
+    const auto g = zt::measure_repeated(20, 500, [&] {
+        zt::holders fresh;
+        fresh.make_sets();
+        (void)zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &fresh.pass, &fresh.fail);
+    });
+    EXPECT_LT(g.heap_after, g.heap_before + 64 * 1024)
+        << "before " << g.heap_before << " after " << g.heap_after;
+    EXPECT_EQ(g.after.live_bytes, g.before.live_bytes);
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 // the library itself, so that tests which load the library on their own can use it.
 #include "zorv_test_support.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -107,6 +109,19 @@ void unload_and_expect_all_returned(const tracked_mem_stats_t &before, uint64_t 
     EXPECT_EQ(after.bad_frees, before.bad_frees);
     for (int32_t t = ZORV_DREL_LIB_MEM_NONE + 1; t < ZORV_DREL_LIB_MEM_MAX; ++t)
         EXPECT_EQ(live_blocks(t), 0u) << "memory type " << t;
+}
+
+repeat_growth measure_repeated(int warm_up, int times, const std::function<void()> &once) {
+    for (int i = 0; i < warm_up; ++i)
+        once();
+    repeat_growth g;
+    g.before = stats();
+    g.heap_before = mallinfo2().uordblks;
+    for (int i = 0; i < times; ++i)
+        once();
+    g.after = stats();
+    g.heap_after = mallinfo2().uordblks;
+    return g;
 }
 
 tlv_buf::tlv_buf(uint32_t capacity) : storage_((capacity + 7) / 8, 0), capacity_(capacity) {}

@@ -107,6 +107,15 @@ struct live_baseline {
 void unload_and_expect_all_returned(const tracked_mem_stats_t &before, uint64_t made,
                                     const std::function<bool()> &unload);
 
+// The library's tracked memory and the C heap in use around a stretch of repeated calls.
+struct repeat_growth {
+    tracked_mem_stats_t before, after;
+    size_t heap_before = 0, heap_after = 0;
+};
+// Calls `once` `warm_up` times (filling the log ring and warming allocator caches), then `times`
+// times more, measuring around the latter.
+repeat_growth measure_repeated(int warm_up, int times, const std::function<void()> &once);
+
 // Switches fault injection off again when a test ends, whatever happened.
 struct fault_guard {
     fault_guard(uint64_t skip, uint64_t count) { tracked_mem_fault_set(kSvc, skip, count); }
