@@ -112,9 +112,7 @@ void script() {
         zt::add_bytes(a, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v2);
         a.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 3, 1});
         extract(0, kIf, a, true);
-        zt::tlv_buf g;
-        g.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5001});
-        g.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5002});
+        auto g = zt::memvnis({{100, 5001}, {101, 5002}});
         extract(0, 0, g, false);
         zt::tlv_buf d;
         d.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 3, 1});
@@ -148,8 +146,7 @@ void script() {
                       zt::make_vsi_all(kIf, 5, 0, ZORV_MAP_MODE_LLDP, {{5007, 40}}));
         auto m = zt::update_msg(0, kIf, a);
         call("cache_update add", zorv_drel_type1_cfg_cache_update(0, 0, kIf, m.get()));
-        zt::tlv_buf g;
-        g.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{103, 5007});
+        auto g = zt::memvnis({{103, 5007}});
         auto mg = zt::update_msg(0, 0, g);
         call("cache_update gbl", zorv_drel_type1_cfg_cache_update(0, 1, 0, mg.get()));
     }

@@ -84,8 +84,7 @@ TEST_F(CacheUpdateTest, NoMessageNoInterface) {
 
 TEST_F(CacheUpdateTest, NoRespWhenPayloadAbsentOrRespPresentZero) {
     EXPECT_EQ(apply_msg(0, 1, 0, {}), 0u);
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     auto payload = zt::make_update(0, 0, b, true);
     std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
     EXPECT_EQ(apply_msg(0, 1, 0, payload), 0u);
@@ -111,8 +110,7 @@ TEST_F(CacheUpdateTest, EmptyArray) {
 }
 
 TEST_F(CacheUpdateTest, MalformedLengthsAreRefused) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     // param_len past the payload
     auto p1 = zt::make_update(0, 0, b, true);
     const uint32_t too_long = b.size() + 4;
@@ -138,8 +136,7 @@ TEST_F(CacheUpdateTest, MalformedLengthsAreRefused) {
 }
 
 TEST_F(CacheUpdateTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::append_cut_tlv(b, 8, 8);
     EXPECT_EQ(apply(0, 1, 0, b), TLV_ERR_MALFORMED);
     EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
@@ -151,15 +148,13 @@ TEST_F(CacheUpdateTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
 // ---- global scope ------------------------------------------------------------------------------
 
 TEST_F(CacheUpdateTest, GlobalAddUpdateDelete) {
-    zt::tlv_buf add;
-    add.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto add = zt::memvnis({{100, 5000}});
     EXPECT_EQ(apply(0, 1, 0, add), 0u);
     ASSERT_NE(zt::memvni_node(5000), nullptr);
     EXPECT_TRUE(zt::has_log(kFn, ": Add type 8 to cache\n"));
     EXPECT_TRUE(zt::has_log(kFn, ": success add type 8 len 8 to cache\n"));
 
-    zt::tlv_buf upd;
-    upd.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 5000});
+    auto upd = zt::memvnis({{200, 5000}});
     EXPECT_EQ(apply(0, 1, 0, upd), 0u);
     EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
     EXPECT_TRUE(zt::has_log(kFn, ": success updated type 8 len 8 to cache\n"));
@@ -174,9 +169,7 @@ TEST_F(CacheUpdateTest, GlobalAddUpdateDelete) {
 }
 
 TEST_F(CacheUpdateTest, GlobalCreationFailureGoesOn) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
+    auto b = zt::memvnis({{100, 5000}, {101, 5001}});
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_cache_update(0, 1, 0, m.get());
@@ -188,8 +181,7 @@ TEST_F(CacheUpdateTest, GlobalCreationFailureGoesOn) {
 }
 
 TEST_F(CacheUpdateTest, GlobalSecondTlvOfTypeTwoStops) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     auto map = zt::map_val("gold", {{5, 9000}});
     b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
     b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
@@ -201,8 +193,7 @@ TEST_F(CacheUpdateTest, GlobalSecondTlvOfTypeTwoStops) {
 }
 
 TEST_F(CacheUpdateTest, GlobalTooShortValueStops) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     const uint32_t bd_only = 7;
     b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
     EXPECT_EQ(apply(0, 1, 0, b), ZORV_DREL_ERR_INVALID_ARG);

@@ -22,11 +22,28 @@ uint32_t check_pair(uint16_t type, const void *l, uint16_t llen, const void *r, 
     return zorv_drel_type1_cfg_compat_check_tlv(type, llen, l, type, rlen, r, 0, &h.pass, &h.fail);
 }
 
+// The driver over two arrays, without flags, into `h`.
+uint32_t check_arrays(const tlv_array_t *l, const tlv_array_t *r, zt::holders &h) {
+    return zorv_drel_type1_cfg_compat_check(0, l, r, 0, 0, &h.pass, &h.fail);
+}
+
+// The driver's tests, each with the pass and fail holders of one check.
+class CompatCheck : public ::testing::Test {
+  protected:
+    zt::holders h;
+};
+
+// The per-pair check's tests, each with holders that have their sets.
+class CompatCheckTlv : public ::testing::Test {
+  protected:
+    void SetUp() override { h.make_sets(); }
+    zt::holders h;
+};
+
 // ---- Driver --------------------------------------------------------------------------------
 
-TEST(CompatCheck, LogsFlagsAndCreatesFreshEmptySets) {
+TEST_F(CompatCheck, LogsFlagsAndCreatesFreshEmptySets) {
     auto lcl = zt::memvnis({{10, 5000}});
-    zt::holders h;
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check(7, lcl.get(), lcl.get(), 3, 0, &h.pass, &h.fail),
               0u);
     EXPECT_TRUE(
@@ -44,30 +61,24 @@ TEST(CompatCheck, LogsFlagsAndCreatesFreshEmptySets) {
     EXPECT_TRUE(zt::has_log(kDrv, result_line(0)));
 }
 
-TEST(CompatCheck, FlagBitsAreLoggedAsZeroWhenClear) {
-    zt::holders h;
+TEST_F(CompatCheck, FlagBitsAreLoggedAsZeroWhenClear) {
     auto lcl = zt::memvnis({});
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), lcl.get(), 0, 0, &h.pass, &h.fail),
-              0u);
+    EXPECT_EQ(check_arrays(lcl.get(), lcl.get(), h), 0u);
     EXPECT_TRUE(
         zt::has_log(kDrv, ": type-1 compat check - app_param:0, pvlppelkflag:0, pvlglb:0 \n"));
 }
 
-TEST(CompatCheck, BothArraysNullIsInvalidAndCreatesNoSets) {
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, nullptr, 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_INVALID_ARG);
+TEST_F(CompatCheck, BothArraysNullIsInvalidAndCreatesNoSets) {
+    EXPECT_EQ(check_arrays(nullptr, nullptr, h), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(h.pass.vni_set, nullptr);
     EXPECT_EQ(h.fail.vni_set, nullptr);
     EXPECT_TRUE(zt::has_log(
         kDrv, ": Error: type-1 compat check invalid args - both local and remote Null\n"));
 }
 
-TEST(CompatCheck, NullLocalJudgesOnlyTheFirstRemoteTlv) {
+TEST_F(CompatCheck, NullLocalJudgesOnlyTheFirstRemoteTlv) {
     auto rmt = zt::memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
-              kCode8);
+    EXPECT_EQ(check_arrays(nullptr, rmt.get(), h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(h.passed().empty());
     EXPECT_TRUE(zt::has_log(kDrv, result_line(kCode8)));
@@ -76,27 +87,21 @@ TEST(CompatCheck, NullLocalJudgesOnlyTheFirstRemoteTlv) {
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:0, rmt_type:8\n"), 1u);
 }
 
-TEST(CompatCheck, NullLocalWithEmptyRemoteFailsTheRead) {
+TEST_F(CompatCheck, NullLocalWithEmptyRemoteFailsTheRead) {
     zt::tlv_buf rmt;
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_FAILURE);
+    EXPECT_EQ(check_arrays(nullptr, rmt.get(), h), ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_END))) << zt::dump_events();
 }
 
-TEST(CompatCheck, NullLocalWithRemoteType9IsParamMissing) {
+TEST_F(CompatCheck, NullLocalWithRemoteType9IsParamMissing) {
     auto v = zt::make_vsi_all(kIf, 1, 1, 1, {});
     auto rmt = zt::vsis({v});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, nullptr, rmt.get(), 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_PARAM_MISSING);
+    EXPECT_EQ(check_arrays(nullptr, rmt.get(), h), ZORV_DREL_ERR_PARAM_MISSING);
 }
 
-TEST(CompatCheck, LocalOneRemoteNullChecksAgainstNullRemote) {
+TEST_F(CompatCheck, LocalOneRemoteNullChecksAgainstNullRemote) {
     auto lcl = zt::memvnis({{10, 5000}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), nullptr, 0, 0, &h.pass, &h.fail),
-              kCode8);
+    EXPECT_EQ(check_arrays(lcl.get(), nullptr, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed memvni compat check(Rmt Null) - vni:5000 for "
                                   "lcl_bd:10 (rmt_bd:0)\n"));
@@ -104,136 +109,109 @@ TEST(CompatCheck, LocalOneRemoteNullChecksAgainstNullRemote) {
                                   "num_rmt_tlv=0\n"));
 }
 
-TEST(CompatCheck, LocalOneRemotePresentButEmptyFailsTheRemoteRead) {
+TEST_F(CompatCheck, LocalOneRemotePresentButEmptyFailsTheRemoteRead) {
     auto lcl = zt::memvnis({{10, 5000}});
     zt::tlv_buf rmt;
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_FAILURE);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_END)));
     EXPECT_TRUE(h.failed().empty());
 }
 
-TEST(CompatCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
+TEST_F(CompatCheck, CountsTwoAndOneAreRefusedBeforeAnyTlvIsRead) {
     auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
     auto rmt = zt::memvnis({{10, 5000}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check invalid args - num_lcl_tlv=2, "
                                   "num_rmt_tlv=1\n"));
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:8, rmt_type:8\n"), 0u);
     EXPECT_NE(h.fail.vni_set, nullptr); // created before the counts are judged
     // And the other way round.
     zt::holders h2;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, rmt.get(), lcl.get(), 0, 0, &h2.pass, &h2.fail),
-              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(check_arrays(rmt.get(), lcl.get(), h2), ZORV_DREL_ERR_INVALID_ARG);
 }
 
-TEST(CompatCheck, EmptyLocalWithOneRemoteIsAcceptedAndNotLookedAt) {
+TEST_F(CompatCheck, EmptyLocalWithOneRemoteIsAcceptedAndNotLookedAt) {
     zt::tlv_buf lcl;
     auto rmt = zt::memvnis({{10, 5000}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              0u);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), 0u);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:0, rmt_type:8\n"), 0u);
     EXPECT_TRUE(zt::has_log(kDrv, ": type-1 compat check size of array - num_lcl_tlv=0, "
                                   "num_rmt_tlv=1\n"));
 }
 
-TEST(CompatCheck, EmptyLocalWithTwoRemoteIsInvalid) {
+TEST_F(CompatCheck, EmptyLocalWithTwoRemoteIsInvalid) {
     zt::tlv_buf lcl;
     auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), ZORV_DREL_ERR_INVALID_ARG);
 }
 
-TEST(CompatCheck, TypeMismatchFails) {
+TEST_F(CompatCheck, TypeMismatchFails) {
     auto lcl = zt::memvnis({{10, 5000}});
     auto rmt = zt::vsis({zt::make_vsi_all(kIf, 1, 1, 1, {})});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              ZORV_DREL_ERR_FAILURE);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kDrv, ": No match for lcl_type:8, rmt_type:9\n"));
 }
 
-TEST(CompatCheck, LastPairWinsWhileHoldersGatherFailures) {
+TEST_F(CompatCheck, LastPairWinsWhileHoldersGatherFailures) {
     auto lcl = zt::memvnis({{10, 5000}, {11, 5001}, {12, 5002}});
     auto rmt = zt::memvnis({{10, 5999}, {99, 5001}, {12, 5002}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              0u);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), 0u);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 5001}));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5002}));
     EXPECT_EQ(zt::log_count(kDrv, result_line(kCode8)), 2u);
     EXPECT_EQ(zt::log_count(kDrv, result_line(0)), 1u);
 }
 
-TEST(CompatCheck, FailingLastPairIsTheResult) {
+TEST_F(CompatCheck, FailingLastPairIsTheResult) {
     auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
     auto rmt = zt::memvnis({{10, 5000}, {11, 6001}});
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              kCode8);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5001}));
 }
 
-TEST(CompatCheck, MalformedLocalArrayReturnsTheWalkCode) {
+TEST_F(CompatCheck, MalformedLocalArrayReturnsTheWalkCode) {
     auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
     lcl.get()->len -= 4; // the second value now runs past the array
     auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
     zt::exact_buf l = zt::exact_array(lcl);
-    zt::holders h;
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check(0, l.as<tlv_array_t>(), rmt.get(), 0, 0, &h.pass, &h.fail),
-        TLV_ERR_MALFORMED);
+    EXPECT_EQ(check_arrays(l.as<tlv_array_t>(), rmt.get(), h), TLV_ERR_MALFORMED);
     EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_MALFORMED)));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000})); // nothing is rolled back
 }
 
-TEST(CompatCheck, MalformedRemoteArrayFails) {
+TEST_F(CompatCheck, MalformedRemoteArrayFails) {
     auto lcl = zt::memvnis({{10, 5000}, {11, 5001}});
     auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
     rmt.get()->len -= 4;
     zt::exact_buf r = zt::exact_array(rmt);
-    zt::holders h;
-    EXPECT_EQ(
-        zorv_drel_type1_cfg_compat_check(0, lcl.get(), r.as<tlv_array_t>(), 0, 0, &h.pass, &h.fail),
-        ZORV_DREL_ERR_FAILURE);
+    EXPECT_EQ(check_arrays(lcl.get(), r.as<tlv_array_t>(), h), ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kDrv, zt::get_next_line(TLV_ERR_MALFORMED)));
 }
 
-TEST(CompatCheck, CallerVlanBitmapsAreNotTouched) {
+TEST_F(CompatCheck, CallerVlanBitmapsAreNotTouched) {
     auto lcl = zt::memvnis({{10, 5000}});
     auto rmt = zt::memvnis({{10, 5001}});
-    zt::holders h;
     h.pass.vlan_bmp = zt::bmp_of({1, 2, 3});
     h.fail.vlan_bmp = zt::bmp_of({4000});
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              kCode8);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), kCode8);
     const bmp4096_t want_pass = zt::bmp_of({1, 2, 3}), want_fail = zt::bmp_of({4000});
     EXPECT_EQ(std::memcmp(&h.pass.vlan_bmp, &want_pass, sizeof(bmp4096_t)), 0);
     EXPECT_EQ(std::memcmp(&h.fail.vlan_bmp, &want_fail, sizeof(bmp4096_t)), 0);
 }
 
-TEST(CompatCheck, NoTrackedMemoryIsLeft) {
+TEST_F(CompatCheck, NoTrackedMemoryIsLeft) {
     zt::add_vsi(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     auto v = zt::make_vsi_all(kIf, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     auto arr = zt::vsis({v});
     const uint64_t blocks = zt::live_blocks();
-    zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, arr.get(), arr.get(), 0, 0, &h.pass, &h.fail),
-              0u);
+    EXPECT_EQ(check_arrays(arr.get(), arr.get(), h), 0u);
     EXPECT_EQ(zt::live_blocks(), blocks);
 }
 
 // ---- Per-pair check: member VNIs -------------------------------------------------------------
 
-TEST(CompatCheckTlv, SameVniSameBdPasses) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, SameVniSameBdPasses) {
     const member_vni_t l{10, 5000}, r{10, 5000};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
@@ -243,31 +221,25 @@ TEST(CompatCheckTlv, SameVniSameBdPasses) {
     EXPECT_TRUE(zt::has_log(kTlv, ": lcl_type:8, rmt_type:8\n"));
 }
 
-TEST(CompatCheckTlv, FabricLocalBdPassesWhateverTheRemoteBd) {
+TEST_F(CompatCheckTlv, FabricLocalBdPassesWhateverTheRemoteBd) {
     bdmgr_host_set_fabric_bd(1, 10, 1);
-    zt::holders h;
-    h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": sw_bd: 10 is fabric Bd\n"));
 }
 
-TEST(CompatCheckTlv, FabricBdsAreThoseOfTheCurrentContext) {
+TEST_F(CompatCheckTlv, FabricBdsAreThoseOfTheCurrentContext) {
     bdmgr_host_set_fabric_bd(1, 10, 1);
     sysmgr_host_set_context_id(2);
-    zt::holders h;
-    h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     bdmgr_host_set_fabric_bd(2, 10, 1);
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
 }
 
-TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
+TEST_F(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
     bdmgr_host_set_fabric_bd(1, 11, 1);
-    zt::holders h;
-    h.make_sets();
     const member_vni_t l{10, 5000}, r{11, 5000};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
@@ -275,36 +247,28 @@ TEST(CompatCheckTlv, FabricRemoteBdAloneDoesNotPass) {
                                   "(rmt_bd:11)\n"));
 }
 
-TEST(CompatCheckTlv, FabricBdDoesNotExcuseDifferentVnis) {
+TEST_F(CompatCheckTlv, FabricBdDoesNotExcuseDifferentVnis) {
     bdmgr_host_set_fabric_bd(1, 10, 1);
-    zt::holders h;
-    h.make_sets();
     const member_vni_t l{10, 5000}, r{10, 5001};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
     EXPECT_EQ(zt::log_count(kTlv, ": sw_bd: 10 is fabric Bd\n"), 0u);
 }
 
-TEST(CompatCheckTlv, LocalBdBeyondBitmapIsNotFabric) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, LocalBdBeyondBitmapIsNotFabric) {
     const member_vni_t l{70000, 5000}, r{70000, 5000}, r2{70001, 5000};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), 0u);
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r2, 8, h), kCode8);
 }
 
-TEST(CompatCheckTlv, VniBeyondRangeIsNotAddedButStillFails) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, VniBeyondRangeIsNotAddedButStillFails) {
     const member_vni_t l{10, 0x1000000}, r{11, 0x1000000};
     EXPECT_EQ(check_pair(ZORV_TYPE1_GBL_MEMBER_VNI, &l, 8, &r, 8, h), kCode8);
     EXPECT_TRUE(h.failed().empty());
     EXPECT_TRUE(h.passed().empty());
 }
 
-TEST(CompatCheckTlv, LocalNullRemoteMemberVniChargesTheRemoteVni) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, LocalNullRemoteMemberVniChargesTheRemoteVni) {
     const member_vni_t r{11, 6000};
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r,
                                                    0, &h.pass, &h.fail),
@@ -312,9 +276,7 @@ TEST(CompatCheckTlv, LocalNullRemoteMemberVniChargesTheRemoteVni) {
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{6000}));
 }
 
-TEST(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
     const member_vni_t r{11, 0x1000000};
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(0, 0, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &r,
                                                    0, &h.pass, &h.fail),
@@ -322,9 +284,7 @@ TEST(CompatCheckTlv, LocalNullRemoteVniBeyondRangeStillFails) {
     EXPECT_TRUE(h.failed().empty());
 }
 
-TEST(CompatCheckTlv, LocalAndRemoteNull) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, LocalAndRemoteNull) {
     EXPECT_EQ(zorv_drel_type1_cfg_compat_check_tlv(ZORV_TYPE1_GBL_MEMBER_VNI, 0, nullptr,
                                                    ZORV_TYPE1_GBL_MEMBER_VNI, 0, nullptr, 0,
                                                    &h.pass, &h.fail),
@@ -338,9 +298,7 @@ TEST(CompatCheckTlv, LocalAndRemoteNull) {
               ZORV_DREL_ERR_PARAM_MISSING);
 }
 
-TEST(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
     const member_vni_t l{10, 5000};
     const uint32_t bd_only = 10;
     zt::exact_buf r(&bd_only, 4);
@@ -357,9 +315,7 @@ TEST(CompatCheckTlv, ShortRemoteMemberVniIsNotRead) {
     EXPECT_TRUE(h2.failed().empty());
 }
 
-TEST(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
     const uint32_t bd_only = 10;
     zt::exact_buf l(&bd_only, 4);
     const member_vni_t r{10, 5000};
@@ -372,9 +328,7 @@ TEST(CompatCheckTlv, ShortLocalMemberVniFailsAndChargesNothing) {
 
 // ---- Per-pair check: other types -------------------------------------------------------------
 
-TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
     const vsi_admin_t l{kIf, 1, 1}, r{kIf, 1, 0};
     EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, &l, 12, &r, 12, h), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Unknown type:5\n"));
@@ -384,9 +338,7 @@ TEST(CompatCheckTlv, UnjudgedTypesPassAsUnknown) {
     EXPECT_TRUE(h.failed().empty());
 }
 
-TEST(CompatCheckTlv, UnjudgedLocalValuesAreNotReadSoTheirLengthDoesNotMatter) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, UnjudgedLocalValuesAreNotReadSoTheirLengthDoesNotMatter) {
     const vsi_admin_t full{kIf, 1, 1};
     zt::exact_buf short_admin(&full, 4);
     EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin.data(), 4, &full, 12, h), 0u);
@@ -400,9 +352,7 @@ TEST(CompatCheckTlv, UnjudgedLocalValuesAreNotReadSoTheirLengthDoesNotMatter) {
     EXPECT_TRUE(h.failed().empty());
 }
 
-TEST(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
-    zt::holders h;
-    h.make_sets();
+TEST_F(CompatCheckTlv, UnjudgedKnownTypeWithShortRemoteValueFails) {
     const vsi_admin_t l{kIf, 1, 1};
     zt::exact_buf r(&l, 8);
     EXPECT_EQ(check_pair(ZORV_TYPE1_INTF_VSI_ADMIN, &l, 12, r.data(), 8, h),
@@ -437,6 +387,11 @@ class VsiCheck : public ::testing::Test {
     uint32_t check(const void *r, uint32_t rlen) {
         return check_pair(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, lcl_.data(),
                           static_cast<uint16_t>(lcl_.size()), r, rlen, h_);
+    }
+    // The check against a remote value held in a heap block of exactly its size.
+    uint32_t check_exact(const std::vector<uint8_t> &r) {
+        zt::exact_buf b(r);
+        return check(b.data(), static_cast<uint32_t>(b.size()));
     }
     if_cfg_avl_node_t *node_ = nullptr;
     std::vector<uint8_t> lcl_;
@@ -519,26 +474,20 @@ TEST_F(VsiCheck, ShortRemoteValueFailsWholeServiceInstanceUnread) {
 
 TEST_F(VsiCheck, RemoteCountPastItsLengthIsNeverRead) {
     // 792 bytes that claim one pair: the tail would lie 8 bytes past the block.
-    auto v = zt::vsi_with_count(kIf, 7, 1, {}, 1);
-    zt::exact_buf r(v);
-    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(check_exact(zt::vsi_with_count(kIf, 7, 1, {}, 1)), kCode9);
     EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:792 "
                                   "does not hold dyn_map_cnt:1\n"));
 }
 
 TEST_F(VsiCheck, RemoteHugeCountIsNeverRead) {
-    auto v = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 0x7FFFFFFF);
-    zt::exact_buf r(v);
-    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(check_exact(zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, 0x7FFFFFFF)), kCode9);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
                                   "does not hold dyn_map_cnt:2147483647\n"));
 }
 
 TEST_F(VsiCheck, RemoteNegativeCountIsRefused) {
-    auto v = zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, -1);
-    zt::exact_buf r(v);
-    EXPECT_EQ(check(r.data(), r.size()), kCode9);
+    EXPECT_EQ(check_exact(zt::vsi_with_count(kIf, 7, 1, {{5000, 10}}, -1)), kCode9);
     EXPECT_EQ(h_.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value len:800 "
                                   "does not hold dyn_map_cnt:-1\n"));
@@ -633,9 +582,7 @@ TEST_F(VsiCheck, MalformedRemoteValueAtTheEndOfTheArrayThroughTheDriver) {
     auto rmt = zt::vsis({bad});
     zt::exact_buf r = zt::exact_array(rmt);
     zt::holders h;
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, good.get(), r.as<tlv_array_t>(), 0, 0, &h.pass,
-                                               &h.fail),
-              kCode9);
+    EXPECT_EQ(check_arrays(good.get(), r.as<tlv_array_t>(), h), kCode9);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 6000}));
 }
 
@@ -648,8 +595,7 @@ TEST_F(VsiCheck, FailuresOfSeveralServiceInstancesGatherInTheHolders) {
     zt::holders h;
     // The first instance fails (admin); the second matches, but its per-VNI verdict looks at
     // the whole failed set, which still holds the first instance's VNIs.
-    EXPECT_EQ(zorv_drel_type1_cfg_compat_check(0, lcl.get(), rmt.get(), 0, 0, &h.pass, &h.fail),
-              kCode9);
+    EXPECT_EQ(check_arrays(lcl.get(), rmt.get(), h), kCode9);
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 6000}));
     EXPECT_EQ(h.passed(), (std::vector<uint32_t>{7000}));
 }

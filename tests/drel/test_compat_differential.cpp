@@ -217,6 +217,23 @@ class CompatDifferential : public ::testing::Test {
         ADD_FAILURE() << "seed " << seed << " run " << run << "\n"
                       << what << "\nlibrary: " << show(lib) << "\nmodel:   " << show(model);
     }
+    // One generated run: the library's check of the local export `lcl` against `rmt` in `form`,
+    // compared with the model's outcome; then the export is freed and the cache emptied.
+    void judge(uint64_t seed, uint32_t run, tlv_array_t *lcl, const zt::tlv_buf &rmt, rmt_form form,
+               const outcome &model, const std::string &what) {
+        const outcome lib = run_library(lcl, rmt, form);
+        compare(seed, run, lib, model, what);
+        (model.rc == 0 ? passing_ : failing_)++;
+        tracked_free(zt::kSvc, lcl);
+        empty_cache();
+    }
+    // After the runs: the generator reached both verdicts often, and no run differed.
+    void expect_both_verdicts_and_no_difference() const {
+        EXPECT_GT(passing_, kRuns / 10);
+        EXPECT_GT(failing_, kRuns / 10);
+        EXPECT_EQ(differences_, 0u);
+    }
+    uint32_t passing_ = 0, failing_ = 0;
 };
 
 } // namespace
@@ -224,7 +241,6 @@ class CompatDifferential : public ::testing::Test {
 TEST_F(CompatDifferential, ServiceInstancesOfAnInterface) {
     const uint64_t seed = seed_of_run();
     rng_t r(seed);
-    uint32_t failing = 0, passing = 0;
     for (uint32_t run = 0; run < kRuns; ++run) {
         // Local service instances, cached through a rebuild and exported as the peer gets them.
         std::map<uint32_t, vsi_cfg> local;
@@ -272,25 +288,17 @@ TEST_F(CompatDifferential, ServiceInstancesOfAnInterface) {
             what << ']';
         }
 
-        const outcome lib = run_library(lcl, rmt, form);
-        const outcome model =
-            model_check(lcl_list, rmt_list, form, model_vsi_pair,
-                        [](const vsi_cfg &, outcome &) { return ZORV_DREL_ERR_PARAM_MISSING; });
-        compare(seed, run, lib, model, what.str());
-        (model.rc == 0 ? passing : failing)++;
-        tracked_free(zt::kSvc, lcl);
-        empty_cache();
+        judge(seed, run, lcl, rmt, form,
+              model_check(lcl_list, rmt_list, form, model_vsi_pair,
+                          [](const vsi_cfg &, outcome &) { return ZORV_DREL_ERR_PARAM_MISSING; }),
+              what.str());
     }
-    // The generator reaches both verdicts often.
-    EXPECT_GT(passing, kRuns / 10);
-    EXPECT_GT(failing, kRuns / 10);
-    EXPECT_EQ(differences_, 0u);
+    expect_both_verdicts_and_no_difference();
 }
 
 TEST_F(CompatDifferential, MemberVnisOfTheGlobalScope) {
     const uint64_t seed = seed_of_run() ^ 0x5bd1e995u;
     rng_t r(seed);
-    uint32_t failing = 0, passing = 0;
     for (uint32_t run = 0; run < kRuns; ++run) {
         std::map<uint32_t, uint32_t> local; // vni -> bd
         for (uint32_t i = 0, n = pick(r, 5); i < n; ++i)
@@ -326,18 +334,13 @@ TEST_F(CompatDifferential, MemberVnisOfTheGlobalScope) {
             what << " bd " << m.bd << " vni " << m.vni << ';';
         }
 
-        const outcome lib = run_library(lcl, rmt, form);
-        const outcome model = model_check(lcl_list, rmt_list, form, model_memvni_pair,
-                                          [](const member_vni_t &m, outcome &o) {
-                                              if (m.vni <= 0xFFFFFF) o.failed.insert(m.vni);
-                                              return ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
-                                          });
-        compare(seed, run, lib, model, what.str());
-        (model.rc == 0 ? passing : failing)++;
-        tracked_free(zt::kSvc, lcl);
-        empty_cache();
+        judge(seed, run, lcl, rmt, form,
+              model_check(lcl_list, rmt_list, form, model_memvni_pair,
+                          [](const member_vni_t &m, outcome &o) {
+                              if (m.vni <= 0xFFFFFF) o.failed.insert(m.vni);
+                              return ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI;
+                          }),
+              what.str());
     }
-    EXPECT_GT(passing, kRuns / 10);
-    EXPECT_GT(failing, kRuns / 10);
-    EXPECT_EQ(differences_, 0u);
+    expect_both_verdicts_and_no_difference();
 }

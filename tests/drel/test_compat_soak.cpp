@@ -73,20 +73,13 @@ TEST_F(Soak, HundredThousandInterfaceChecksKeepMemoryFlat) {
 }
 
 TEST_F(Soak, RepeatedReChecksAndStrictChecksKeepMemoryFlat) {
-    auto once = [&] {
+    const auto g = zt::measure_repeated(500, 20000, [&] {
         (void)zorv_drel_type1_rmt_cfg_cache_rebuild(rmt(), 0, kIf);
         (void)zorv_drel_type1_cfg_gbl_compat_check(0, lcl_.get(), rmt());
-    };
-    for (int i = 0; i < 500; ++i)
-        once();
-    const tracked_mem_stats_t t0 = zt::stats();
-    const size_t h0 = mallinfo2().uordblks;
-    for (int i = 0; i < 20000; ++i)
-        once();
-    const tracked_mem_stats_t t1 = zt::stats();
-    EXPECT_EQ(t1.live_blocks, t0.live_blocks);
-    EXPECT_EQ(t1.live_bytes, t0.live_bytes);
-    EXPECT_LT(mallinfo2().uordblks, h0 + 256 * 1024);
+    });
+    EXPECT_EQ(g.after.live_blocks, g.before.live_blocks);
+    EXPECT_EQ(g.after.live_bytes, g.before.live_bytes);
+    EXPECT_LT(g.heap_after, g.heap_before + 256 * 1024);
 }
 
 } // namespace

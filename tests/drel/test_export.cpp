@@ -10,7 +10,6 @@
 namespace {
 
 using zt::kIf;
-using zt::kIf2;
 
 constexpr const char *kGet = "zorv_drel_type1_cfg_get_params";
 constexpr const char *kGbl = "zorv_drel_gbl_cfg_avl_get_params";
@@ -38,9 +37,7 @@ class ExportTest : public ::testing::Test {
     zt::live_baseline base;
 
     static void fill_global() {
-        zt::tlv_buf b;
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        auto b = zt::memvnis({{200, 6000}, {100, 5000}});
         auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
         b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
         zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
@@ -56,8 +53,8 @@ class ExportTest : public ::testing::Test {
         ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(b.get(), 0, kIf), 0u);
         zt::tlv_buf o;
         zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                      zt::make_vsi_all(kIf2, 7, 1, 1, {{7000, 7}}));
-        ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, kIf2), 0u);
+                      zt::make_vsi_all(zt::kIf2, 7, 1, 1, {{7000, 7}}));
+        ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, zt::kIf2), 0u);
     }
 };
 
@@ -84,22 +81,9 @@ TEST_F(ExportTest, GlobalArrayExactSizeOrderAndValues) {
         EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes, size);
         EXPECT_EQ(a.p->len + 4, size);
         EXPECT_TRUE(zt::has_log(kGbl, ": TLV array size " + std::to_string(size) + "\n"));
-        const auto t = zt::tlvs(a.p);
-        ASSERT_EQ(t.size(), 5u);
-        EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
-        EXPECT_EQ(t[0].value, zt::name_wire("gold"));
-        EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
-        EXPECT_EQ(t[1].value, zt::name_wire("silver"));
-        EXPECT_EQ(t[2].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
-        ASSERT_EQ(t[2].value.size(), sizeof(encap_map_t));
         auto map = zt::map_val("silver", {{5, 9000}, {4095, 9001}});
-        EXPECT_EQ(std::memcmp(t[2].value.data(), map.get(), sizeof *map), 0);
-        EXPECT_EQ(t[3].type, ZORV_TYPE1_GBL_MEMBER_VNI);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).bd, 100u);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).vni, 5000u);
-        EXPECT_EQ(t[4].type, ZORV_TYPE1_GBL_MEMBER_VNI);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).bd, 200u);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).vni, 6000u);
+        zt::expect_global_tlvs(zt::tlvs(a.p), {"gold", "silver"}, map.get(),
+                               {{100, 5000}, {200, 6000}});
         EXPECT_TRUE(zt::has_log(kGbl, ": Adding memvni tlv - bd:100, vni:5000\n"));
         EXPECT_TRUE(zt::has_log(kGbl, ": Adding memvni tlv - bd:200, vni:6000\n"));
         EXPECT_TRUE(zt::has_log(kGbl, ": num_tlvs = 5\n"));
@@ -213,8 +197,8 @@ TEST_F(ExportTest, InterfaceWithoutNodes) {
     EXPECT_TRUE(zt::has_log(kIfg, ": Error: No config entries found \n"));
     // nodes of another interface only
     zt::tlv_buf o;
-    zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf2, 7, 1, 1, {}));
-    ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, kIf2), 0u);
+    zt::add_bytes(o, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(zt::kIf2, 7, 1, 1, {}));
+    ASSERT_EQ(zorv_drel_type1_cfg_cache_rebuild(o.get(), 0, zt::kIf2), 0u);
     EXPECT_EQ(zorv_drel_type1_cfg_get_params(0, kIf, &a.p), 0u);
     EXPECT_EQ(a.p, nullptr);
     EXPECT_EQ(zt::log_count(kIfg, ": Error: No config entries found \n"), 2u);
@@ -333,8 +317,7 @@ void expect_entry(const drelm_app_info_entry_t &e, uint32_t type, const char *na
 }
 
 TEST_F(ExportTest, ParamInfoRows) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
                   zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_VDP, {{9000, 5}}, {5}, "gold"));
     {
@@ -355,8 +338,7 @@ TEST_F(ExportTest, ParamInfoRows) {
 }
 
 TEST_F(ExportTest, ParamInfoStopsAtOtherTypes) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), ZORV_DREL_ERR_INVALID_ARG);
@@ -379,8 +361,7 @@ TEST_F(ExportTest, ParamInfoNullAndEmpty) {
 }
 
 TEST_F(ExportTest, ParamInfoAllocationFailureReturnsOne) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     drelm_app_info_t *p = reinterpret_cast<drelm_app_info_t *>(uintptr_t{0x77});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     const uint32_t rc = zorv_drel_type1_cfg_get_param_info(b.get(), &p);
@@ -416,8 +397,7 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
 }
 
 TEST_F(ExportTest, ParamInfoWalkFailure) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::append_cut_tlv(b, 9, 792);
     info_holder i;
     EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(b.get(), &i.p), TLV_ERR_MALFORMED);

@@ -33,16 +33,24 @@ void expect_record(const drelm_app_cmd_extract_info_t &r, uint32_t type, uint32_
     EXPECT_EQ(r.if_idx, if_idx);
 }
 
+// Extracts `m` into `x` and expects `rc` with neither the TLV array nor the records handed back.
+void expect_nothing_handed_back(const msg_t *m, uint32_t rc, extraction &x) {
+    zt::extract(m, x);
+    EXPECT_EQ(x.rc, rc);
+    EXPECT_TRUE(x.array_untouched());
+    EXPECT_TRUE(x.info_untouched());
+}
+void expect_nothing_handed_back(const msg_t *m, uint32_t rc) {
+    extraction x;
+    expect_nothing_handed_back(m, rc, x);
+}
+
 // ---- opcodes ---------------------------------------------------------------------------------
 
 TEST_F(ExtractTest, ConfigRequestsAreRefused) {
     for (uint32_t opc : {ZORV_DREL_OPC_CLI_CONFIG, ZORV_DREL_OPC_CLI_TLV_CONFIG}) {
         zt::msg_ptr m(msg_create_request(opc, 1));
-        extraction x;
-        zt::extract(m.get(), x);
-        EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(x.array_untouched());
-        EXPECT_TRUE(x.info_untouched());
+        expect_nothing_handed_back(m.get(), ZORV_DREL_ERR_INVALID_ARG);
     }
     EXPECT_EQ(zt::raw_count("Error zorv_drel_type1_cfg_param_extractor: CLI param extractor not "
                             "supported\n"),
@@ -64,8 +72,7 @@ TEST_F(ExtractTest, ConfigRequestWithoutHandle) {
 }
 
 TEST_F(ExtractTest, UnknownOpcodeLogsOnlyTheEntryLine) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::msg_ptr m = zt::make_msg(0x1234, zt::make_update(0, 0, b, false));
     debug_history_clear(zt::kSvc);
     extraction x;
@@ -90,8 +97,7 @@ TEST_F(ExtractTest, NullMessageIsRefused) {
 // ---- the two forms and what is handed back -----------------------------------------------------
 
 TEST_F(ExtractTest, BareFormMemberVniAdd) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::msg_ptr m = zt::update_msg(0, 0, b, false);
     {
         extraction x;
@@ -110,15 +116,14 @@ TEST_F(ExtractTest, BareFormMemberVniAdd) {
         ASSERT_NE(n, nullptr);
         EXPECT_EQ(n->bd, 100u);
         EXPECT_TRUE(zt::has_log(kEntry, ": type-1 (ZORV_TYPE1_UPD) param extractor\n"));
-        EXPECT_TRUE(zt::has_log(kUpd, ": Entry opc:ZORV_TYPE1_UPD\n"));
-        EXPECT_TRUE(zt::has_log(kUpd, ": updating type=8, len=8 (is_default=0)\n"));
-        EXPECT_TRUE(zt::has_log(kMvFn, ": bd:100, mem vni:5000\n"));
-        EXPECT_TRUE(zt::has_log(kMvFn, ": New avl node\n"));
-        EXPECT_TRUE(zt::has_log(kMvFn, ": added avl node for member vni\n"));
-        EXPECT_TRUE(zt::has_log(kMvFn, ": Adding memvni bd:100, vni:5000, action:replace\n"));
-        EXPECT_TRUE(zt::has_log(kUpd, ": INFO_P (array idx:0, is_gbl?1, if_idx:0x0, type:8, "
-                                      "idx:5000, ac?replace\n"));
-        EXPECT_TRUE(zt::has_log(kUpd, ": Success\n"));
+        zt::expect_logs(kUpd, {": Entry opc:ZORV_TYPE1_UPD\n",
+                               ": updating type=8, len=8 (is_default=0)\n",
+                               ": INFO_P (array idx:0, is_gbl?1, if_idx:0x0, type:8, idx:5000, "
+                               "ac?replace\n",
+                               ": Success\n"});
+        zt::expect_logs(kMvFn, {": bd:100, mem vni:5000\n", ": New avl node\n",
+                                ": added avl node for member vni\n",
+                                ": Adding memvni bd:100, vni:5000, action:replace\n"});
     }
     base.expect_same();
 }
@@ -151,16 +156,12 @@ TEST_F(ExtractTest, HeaderFormInterfaceAdd) {
 }
 
 TEST_F(ExtractTest, RespPresentZeroWritesNothing) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     auto payload = zt::make_update(0, 0, b, true);
     std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
     zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload);
     extraction x;
-    zt::extract(m.get(), x);
-    EXPECT_EQ(x.rc, 0u);
-    EXPECT_TRUE(x.array_untouched());
-    EXPECT_TRUE(x.info_untouched());
+    expect_nothing_handed_back(m.get(), 0u, x);
     EXPECT_EQ(x.num, 0xA5A5A5A5u);
     EXPECT_EQ(x.reserved, 0xA5A5A5A5u);
     EXPECT_TRUE(zt::has_log(kUpd, ": Null payload\n"));
@@ -171,11 +172,7 @@ TEST_F(ExtractTest, RespPresentZeroWritesNothing) {
 TEST_F(ExtractTest, MissingPayloadWritesNothing) {
     for (uint32_t opc : {ZORV_DREL_OPC_TYPE1_UPD, ZORV_DREL_OPC_TYPE1_UPD_HDR}) {
         zt::msg_ptr m = zt::make_msg(opc, {});
-        extraction x;
-        zt::extract(m.get(), x);
-        EXPECT_EQ(x.rc, 0u);
-        EXPECT_TRUE(x.array_untouched());
-        EXPECT_TRUE(x.info_untouched());
+        expect_nothing_handed_back(m.get(), 0u);
     }
     EXPECT_EQ(zt::log_count(kUpd, ": Null payload\n"), 2u);
 }
@@ -183,11 +180,7 @@ TEST_F(ExtractTest, MissingPayloadWritesNothing) {
 TEST_F(ExtractTest, ZeroParamLenWritesNothing) {
     std::vector<uint8_t> payload(12, 0); // is_delete, if_index, param_len 0
     zt::msg_ptr m = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, payload);
-    extraction x;
-    zt::extract(m.get(), x);
-    EXPECT_EQ(x.rc, 0u);
-    EXPECT_TRUE(x.array_untouched());
-    EXPECT_TRUE(x.info_untouched());
+    expect_nothing_handed_back(m.get(), 0u);
     EXPECT_TRUE(zt::has_log(kUpd, ": Invalid param len=0\n"));
 }
 
@@ -205,8 +198,7 @@ TEST_F(ExtractTest, EmptyArrayHasNoTlvs) {
 // ---- malformed lengths -------------------------------------------------------------------------
 
 TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     for (bool hdr : {false, true}) {
         auto payload = zt::make_update(0, 0, b, hdr);
         const uint32_t off = hdr ? 16 : 0;
@@ -214,11 +206,7 @@ TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
         std::memcpy(payload.data() + off + 8, &too_long, 4);
         zt::msg_ptr m =
             zt::make_msg(hdr ? ZORV_DREL_OPC_TYPE1_UPD_HDR : ZORV_DREL_OPC_TYPE1_UPD, payload);
-        extraction x;
-        zt::extract(m.get(), x);
-        EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(x.array_untouched());
-        EXPECT_TRUE(x.info_untouched());
+        expect_nothing_handed_back(m.get(), ZORV_DREL_ERR_INVALID_ARG);
         const std::string line = ": Error: param len=" + std::to_string(too_long) +
                                  " runs past payload len=" + std::to_string(payload.size()) + "\n";
         EXPECT_TRUE(zt::has_log(kUpd, line)) << zt::dump_events();
@@ -228,8 +216,7 @@ TEST_F(ExtractTest, ParamLenPastPayloadIsRefused) {
 }
 
 TEST_F(ExtractTest, HugeParamLenIsRefused) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     auto payload = zt::make_update(0, 0, b, false);
     const uint32_t huge = 0xFFFFFFF8u;
     std::memcpy(payload.data() + 8, &huge, 4);
@@ -249,13 +236,8 @@ TEST_F(ExtractTest, ShortPayloadsAreRefused) {
     std::vector<uint8_t> p27(27, 0);
     p27[ZORV_DREL_UPD_RESP_PRESENT_OFF] = 1;
     zt::msg_ptr hdr = zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, p27);
-    for (const msg_t *m : {bare.get(), tiny.get(), hdr.get()}) {
-        extraction x;
-        zt::extract(m, x);
-        EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(x.array_untouched());
-        EXPECT_TRUE(x.info_untouched());
-    }
+    for (const msg_t *m : {bare.get(), tiny.get(), hdr.get()})
+        expect_nothing_handed_back(m, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kUpd, ": Error: payload len=11 too short for update record\n"));
     EXPECT_TRUE(zt::has_log(kUpd, ": Error: payload len=8 too short for header\n"));
     EXPECT_TRUE(zt::has_log(kUpd, ": Error: payload len=27 too short for update record\n"));
@@ -263,8 +245,7 @@ TEST_F(ExtractTest, ShortPayloadsAreRefused) {
 }
 
 TEST_F(ExtractTest, ArrayHeaderPastParamLenIsRefused) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     auto payload = zt::make_update(0, 0, b, true);
     // The array claims 4 bytes more than param_len holds.
     const uint32_t claimed = b.get()->len + 4;
@@ -292,8 +273,7 @@ TEST_F(ExtractTest, ParamLenSmallerThanArrayHeaderIsRefused) {
 }
 
 TEST_F(ExtractTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::append_cut_tlv(b, 8, 8);
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
@@ -357,14 +337,15 @@ TEST_F(ExtractTest, TooShortMemberVni) {
 
 // ---- allocation failures -----------------------------------------------------------------------
 
-TEST_F(ExtractTest, RecordArrayAllocationFailureReturnsOne) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
+// Extracts one member-VNI TLV with the tracked allocation after the first `skip` failing: the
+// extraction returns 1, hands nothing back and changes no cache.
+void expect_allocation_failure_returns_one(uint64_t skip, const zt::live_baseline &base) {
+    zt::msg_ptr m = zt::update_msg(0, 0, zt::memvnis({{100, 5000}}), true);
     extraction x;
-    tracked_mem_fault_set(zt::kSvc, 0, 1);
-    zt::extract(m.get(), x);
-    tracked_mem_fault_set(zt::kSvc, 0, 0);
+    {
+        zt::fault_guard fail(skip, 1);
+        zt::extract(m.get(), x);
+    }
     EXPECT_EQ(x.rc, 1u);
     EXPECT_EQ(x.info, nullptr);
     EXPECT_TRUE(x.array_untouched());
@@ -373,20 +354,12 @@ TEST_F(ExtractTest, RecordArrayAllocationFailureReturnsOne) {
     base.expect_same();
 }
 
+TEST_F(ExtractTest, RecordArrayAllocationFailureReturnsOne) {
+    expect_allocation_failure_returns_one(0, base);
+}
+
 TEST_F(ExtractTest, ArrayCopyAllocationFailureReturnsOne) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-    zt::msg_ptr m = zt::update_msg(0, 0, b, true);
-    extraction x;
-    tracked_mem_fault_set(zt::kSvc, 1, 1);
-    zt::extract(m.get(), x);
-    tracked_mem_fault_set(zt::kSvc, 0, 0);
-    EXPECT_EQ(x.rc, 1u);
-    EXPECT_EQ(x.info, nullptr);
-    EXPECT_TRUE(x.array_untouched());
-    EXPECT_TRUE(zt::has_log(kUpd, ": Failed malloc\n"));
-    EXPECT_TRUE(zt::memvni_nodes().empty());
-    base.expect_same();
+    expect_allocation_failure_returns_one(1, base);
 }
 
 // ---- member-VNI cases --------------------------------------------------------------------------
@@ -441,9 +414,7 @@ TEST_F(ExtractMemvniTest, MissingAndAddCreates) {
 }
 
 TEST_F(ExtractMemvniTest, CreationFailureLeavesRecordZero) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
+    auto b = zt::memvnis({{100, 5000}, {101, 5001}});
     zt::msg_ptr m = zt::update_msg(0, 0, b, true);
     {
         extraction x;

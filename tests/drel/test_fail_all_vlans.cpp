@@ -1,6 +1,7 @@
 // Failing every VNI of a local service instance.
 #include <cstdio>
-#include <malloc.h>
+#include <initializer_list>
+#include <vector>
 
 #include "zorv_test_cache.h"
 
@@ -9,22 +10,43 @@ namespace {
 constexpr const char *kFn = "zorv_drel_lib_fail_all_vlans_vsi";
 constexpr uint16_t kType = ZORV_TYPE1_INTF_VSI_ATTRIBUTES;
 
-TEST(FailAllVlans, NullNodeReturnsZeroAndLogsNothing) {
+// Each test starts with holders that have their sets.
+class FailAllVlans : public ::testing::Test {
+  protected:
+    void SetUp() override { h.make_sets(); }
+    uint32_t fail_all(const if_cfg_avl_node_t *n) {
+        return zorv_drel_lib_fail_all_vlans_vsi(n, kType, 0, &h.pass, &h.fail);
+    }
+    // Caches service instance 3 of interface 0x10 with `pairs` and fails all its VLANs.
+    void fail_all_of(const zt::pairs_t &pairs) {
+        node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, pairs);
+        ASSERT_NE(node, nullptr);
+        EXPECT_EQ(fail_all(node), 0u);
+    }
+    // Puts VNIs into the passing and the failed set beforehand.
+    void preset(std::initializer_list<uint32_t> passed, std::initializer_list<uint32_t> failed) {
+        for (uint32_t v : passed)
+            ASSERT_EQ(bitset_set(h.pass.vni_set, v), 0);
+        for (uint32_t v : failed)
+            ASSERT_EQ(bitset_set(h.fail.vni_set, v), 0);
+    }
+    void expect_sets(const std::vector<uint32_t> &passed, const std::vector<uint32_t> &failed) {
+        EXPECT_EQ(h.passed(), passed);
+        EXPECT_EQ(h.failed(), failed);
+    }
     zt::holders h;
-    h.make_sets();
+    if_cfg_avl_node_t *node = nullptr;
+};
+
+TEST_F(FailAllVlans, NullNodeReturnsZeroAndLogsNothing) {
     debug_history_clear(zt::kSvc);
-    EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(nullptr, kType, 0, &h.pass, &h.fail), 0u);
+    EXPECT_EQ(fail_all(nullptr), 0u);
     EXPECT_EQ(zt::events().size(), 0u);
 }
 
-TEST(FailAllVlans, EveryMappedVniFailsOnce) {
+TEST_F(FailAllVlans, EveryMappedVniFailsOnce) {
     zt::add_memvni(10, 5000);
-    if_cfg_avl_node_t *node =
-        zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}, {5000, 11}, {7000, 4095}});
-    ASSERT_NE(node, nullptr);
-    zt::holders h;
-    h.make_sets();
-    EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
+    fail_all_of({{5000, 10}, {5000, 11}, {7000, 4095}});
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000, 7000}));
     EXPECT_EQ(bitset_count(h.fail.vni_set), 2);
     EXPECT_TRUE(h.passed().empty());
@@ -34,61 +56,41 @@ TEST(FailAllVlans, EveryMappedVniFailsOnce) {
     EXPECT_TRUE(zt::has_log(kFn, line)) << zt::dump_events();
 }
 
-TEST(FailAllVlans, NodeWithoutMappedVlansLeavesHoldersUnchanged) {
-    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {});
-    ASSERT_NE(node, nullptr);
-    zt::holders h;
-    h.make_sets();
-    ASSERT_EQ(bitset_set(h.pass.vni_set, 42), 0);
-    ASSERT_EQ(bitset_set(h.fail.vni_set, 43), 0);
-    EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
-    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{42}));
-    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{43}));
+TEST_F(FailAllVlans, NodeWithoutMappedVlansLeavesHoldersUnchanged) {
+    preset({42}, {43});
+    fail_all_of({});
+    expect_sets({42}, {43});
 }
 
-TEST(FailAllVlans, VniFromPassingSetMovesToFailedSet) {
-    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
-    ASSERT_NE(node, nullptr);
-    zt::holders h;
-    h.make_sets();
-    ASSERT_EQ(bitset_set(h.pass.vni_set, 5000), 0);
-    ASSERT_EQ(bitset_set(h.pass.vni_set, 5001), 0);
-    EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
-    EXPECT_EQ(h.passed(), (std::vector<uint32_t>{5001}));
-    EXPECT_EQ(h.failed(), (std::vector<uint32_t>{5000}));
+TEST_F(FailAllVlans, VniFromPassingSetMovesToFailedSet) {
+    preset({5000, 5001}, {});
+    fail_all_of({{5000, 10}});
+    expect_sets({5001}, {5000});
 }
 
-TEST(FailAllVlans, VniWithoutBdIsStillFailed) {
-    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{0xFFFFFF, 10}});
-    ASSERT_NE(node, nullptr);
-    zt::holders h;
-    h.make_sets();
-    EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
+TEST_F(FailAllVlans, VniWithoutBdIsStillFailed) {
+    fail_all_of({{0xFFFFFF, 10}});
     EXPECT_EQ(h.failed(), (std::vector<uint32_t>{0xFFFFFF}));
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_bd_for_vni",
                             ": Error: Failed to get bd for memvni:16777215\n"));
 }
 
-TEST(FailAllVlans, NullFailedSetOnlyRemovesFromPassingSet) {
-    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
-    ASSERT_NE(node, nullptr);
-    zt::holders h;
-    h.make_sets();
+TEST_F(FailAllVlans, NullFailedSetOnlyRemovesFromPassingSet) {
     bitset_free(h.fail.vni_set);
     h.fail.vni_set = nullptr;
-    ASSERT_EQ(bitset_set(h.pass.vni_set, 5000), 0);
-    EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail), 0u);
+    preset({5000}, {});
+    fail_all_of({{5000, 10}});
     EXPECT_TRUE(h.passed().empty());
     EXPECT_EQ(h.fail.vni_set, nullptr);
 }
 
-TEST(FailAllVlans, NullHoldersAreSkipped) {
-    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
+TEST_F(FailAllVlans, NullHoldersAreSkipped) {
+    node = zt::add_vsi(0x10, 3, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, nullptr, nullptr), 0u);
 }
 
-TEST(FailAllVlans, EachCallStartsFromAnEmptyWorkingSet) {
+TEST_F(FailAllVlans, EachCallStartsFromAnEmptyWorkingSet) {
     if_cfg_avl_node_t *a = zt::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}});
     if_cfg_avl_node_t *b = zt::add_vsi(0x10, 2, 1, ZORV_MAP_MODE_STATIC, {{6000, 20}});
     ASSERT_NE(a, nullptr);
@@ -102,26 +104,20 @@ TEST(FailAllVlans, EachCallStartsFromAnEmptyWorkingSet) {
     EXPECT_EQ(second.failed(), (std::vector<uint32_t>{6000}));
 }
 
-TEST(FailAllVlans, RepeatedCallsKeepTheHeapFlat) {
+TEST_F(FailAllVlans, RepeatedCallsKeepTheHeapFlat) {
     zt::pairs_t pairs;
     for (uint32_t v = 1; v < 4096; v += 3)
         pairs.push_back({v * 4001u % 0xFFFFFF + 1, v});
-    if_cfg_avl_node_t *node = zt::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, pairs);
+    node = zt::add_vsi(0x10, 1, 1, ZORV_MAP_MODE_STATIC, pairs);
     ASSERT_NE(node, nullptr);
-    auto run = [&] {
-        zt::holders h;
-        h.make_sets();
-        (void)zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &h.pass, &h.fail);
-    };
-    for (int i = 0; i < 20; ++i)
-        run(); // warm up allocator caches and the log ring
-    const size_t before = mallinfo2().uordblks;
-    const uint64_t tracked = zt::stats().live_bytes;
-    for (int i = 0; i < 500; ++i)
-        run();
-    const size_t after = mallinfo2().uordblks;
-    EXPECT_LT(after, before + 64 * 1024) << "before " << before << " after " << after;
-    EXPECT_EQ(zt::stats().live_bytes, tracked);
+    const auto g = zt::measure_repeated(20, 500, [&] {
+        zt::holders fresh;
+        fresh.make_sets();
+        (void)zorv_drel_lib_fail_all_vlans_vsi(node, kType, 0, &fresh.pass, &fresh.fail);
+    });
+    EXPECT_LT(g.heap_after, g.heap_before + 64 * 1024)
+        << "before " << g.heap_before << " after " << g.heap_after;
+    EXPECT_EQ(g.after.live_bytes, g.before.live_bytes);
 }
 
 } // namespace

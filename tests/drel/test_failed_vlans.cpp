@@ -1,5 +1,9 @@
 // Failed and passing bridge-domain sets from two dot1q-to-VNI tables or two VLAN bitmaps.
 #include <cstdio>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "zorv_test_cache.h"
 
@@ -20,10 +24,13 @@ std::string count_line(uint32_t pelk, uint32_t failed, uint32_t pass) {
            ", pass cnt:" + std::to_string(pass) + "\n";
 }
 
-struct maps {
-    std::vector<uint32_t> lcl = std::vector<uint32_t>(4096, 0);
-    std::vector<uint32_t> rmt = std::vector<uint32_t>(4096, 0);
-};
+// A dot1q-to-VNI table of 4096 VLANs holding the given (VLAN, VNI) entries.
+std::vector<uint32_t> table(std::initializer_list<std::pair<uint32_t, uint32_t>> vlan_vni = {}) {
+    std::vector<uint32_t> t(4096, 0);
+    for (auto [vlan, vni] : vlan_vni)
+        t[vlan] = vni;
+    return t;
+}
 
 struct outputs {
     bmp4096_t pass{}, failed{};
@@ -31,36 +38,37 @@ struct outputs {
         pass.len = 0x1234;
         std::memset(failed.bits, 0x5A, sizeof failed.bits);
     }
+    // The check over two dot1q-to-VNI tables, into these outputs.
+    uint32_t vni(const uint32_t *lcl, const uint32_t *rmt, const bmp4096_t *pelk = nullptr,
+                 uint16_t type = kType) {
+        return zorv_drel_lib_check_failed_vlans_vni(type, lcl, rmt, pelk, &pass, &failed);
+    }
+    // The check over two VLAN bitmaps, into these outputs.
+    uint32_t bmp(const uint32_t *map, const bmp4096_t *lcl, const bmp4096_t *rmt,
+                 const bmp4096_t *pelk, uint16_t type = kType) {
+        return zorv_drel_lib_check_failed_vlans_bmp(type, map, lcl, rmt, pelk, &pass, &failed);
+    }
 };
 
 TEST(FailedVlansVni, EqualMapsPassEverything) {
     zt::add_memvni(10, 5000);
-    maps m;
-    m.lcl[5] = m.rmt[5] = 5000;
-    m.lcl[6] = m.rmt[6] = 5001;
+    const auto lcl = table({{5, 5000}, {6, 5001}}), rmt = lcl;
     const bmp4096_t pelk = zt::bmp_of({5, 6, 7});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), m.rmt.data(), &pelk,
-                                                   &o.pass, &o.failed),
-              0u);
+    EXPECT_EQ(o.vni(lcl.data(), rmt.data(), &pelk), 0u);
     EXPECT_EQ(o.failed.len, 512u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
     EXPECT_EQ(o.pass.len, 0x1234u); // left as the caller set it
     EXPECT_TRUE(zt::has_log(kVni, count_line(3, 0, 4096))) << zt::dump_events();
-    EXPECT_TRUE(zt::has_log(kVni, ": check for vlans lcl_type:2, lcl_val:" + ptr(m.lcl.data()) +
-                                      ", rmt_val:" + ptr(m.rmt.data()) + "\n"));
+    EXPECT_TRUE(zt::has_log(kVni, ": check for vlans lcl_type:2, lcl_val:" + ptr(lcl.data()) +
+                                      ", rmt_val:" + ptr(rmt.data()) + "\n"));
 }
 
 TEST(FailedVlansVni, MissingRemoteFailsEveryLocallyMappedVlan) {
-    zt::add_memvni(10, 5000);
-    zt::add_memvni(11, 5001);
-    maps m;
-    m.lcl[5] = 5000;
-    m.lcl[4095] = 5001;
+    zt::add_memvnis({{10, 5000}, {11, 5001}});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr, &o.pass,
-                                                   &o.failed),
+    EXPECT_EQ(o.vni(table({{5, 5000}, {4095, 5001}}).data(), nullptr),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
     EXPECT_EQ(zt::bmp_count(o.failed), 2u);
     EXPECT_TRUE(zorv::bmp::test(o.failed, 10));
@@ -74,12 +82,9 @@ TEST(FailedVlansVni, MissingRemoteFailsEveryLocallyMappedVlan) {
 }
 
 TEST(FailedVlansVni, LocalVniWithoutBdFailsBdZero) {
-    maps m;
-    m.lcl[7] = 9999;
-    m.rmt[7] = 8888;
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, m.lcl.data(),
-                                                   m.rmt.data(), nullptr, &o.pass, &o.failed),
+    EXPECT_EQ(o.vni(table({{7, 9999}}).data(), table({{7, 8888}}).data(), nullptr,
+                    ZORV_TYPE1_INTF_VSI_ATTRIBUTES),
               ZORV_DREL_ERR_COMPAT_INTF_VSI);
     EXPECT_TRUE(zorv::bmp::test(o.failed, 0));
     EXPECT_FALSE(zorv::bmp::test(o.pass, 0));
@@ -88,19 +93,14 @@ TEST(FailedVlansVni, LocalVniWithoutBdFailsBdZero) {
 
 TEST(FailedVlansVni, VlanMappedOnlyRemotelyNeverFails) {
     zt::add_memvni(10, 5000);
-    maps m;
-    m.rmt[5] = 5000;
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), m.rmt.data(), nullptr,
-                                                   &o.pass, &o.failed),
-              0u);
+    EXPECT_EQ(o.vni(table().data(), table({{5, 5000}}).data()), 0u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
 }
 
 TEST(FailedVlansVni, NullLocalFailsWithInitialisedOutputs) {
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(ZORV_TYPE1_GBL_MEMBER_VNI, nullptr, nullptr,
-                                                   nullptr, &o.pass, &o.failed),
+    EXPECT_EQ(o.vni(nullptr, nullptr, nullptr, ZORV_TYPE1_GBL_MEMBER_VNI),
               ZORV_DREL_ERR_COMPAT_GBL_MEMBER_VNI);
     EXPECT_EQ(o.failed.len, 512u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
@@ -109,27 +109,19 @@ TEST(FailedVlansVni, NullLocalFailsWithInitialisedOutputs) {
 }
 
 TEST(FailedVlansVni, SeveralVlansOnOneBdCountOnce) {
-    zt::add_memvni(20, 5000);
-    zt::add_memvni(20, 5001);
-    maps m;
-    m.lcl[1] = 5000;
-    m.lcl[2] = 5001;
-    m.rmt[1] = 1;
-    m.rmt[2] = 2;
+    zt::add_memvnis({{20, 5000}, {20, 5001}});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), m.rmt.data(), nullptr,
-                                                   &o.pass, &o.failed),
+    EXPECT_EQ(o.vni(table({{1, 5000}, {2, 5001}}).data(), table({{1, 1}, {2, 2}}).data()),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
     EXPECT_TRUE(zt::has_log(kVni, count_line(0, 1, 4095)));
 }
 
 TEST(FailedVlansVni, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount) {
     zt::add_memvni(4096, 5000);
-    maps m;
-    m.lcl[1] = 5000;
+    const auto lcl = table({{1, 5000}});
     bmp4096_t zero{};
     zt::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr,
+    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, lcl.data(), nullptr, nullptr,
                                                    pass.as<bmp4096_t>(), failed.as<bmp4096_t>()),
               0u); // the failed count is 0
     EXPECT_EQ(zt::bmp_count(*failed.as<bmp4096_t>()), 0u);
@@ -140,31 +132,20 @@ TEST(FailedVlansVni, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount
 }
 
 TEST(FailedVlansVni, BdBeyondBitmapBesideAMarkedBdStillFails) {
-    zt::add_memvni(4096, 5000);
-    zt::add_memvni(12, 6000);
-    maps m;
-    m.lcl[1] = 5000;
-    m.lcl[2] = 6000;
+    zt::add_memvnis({{4096, 5000}, {12, 6000}});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_vni(kType, m.lcl.data(), nullptr, nullptr, &o.pass,
-                                                   &o.failed),
+    EXPECT_EQ(o.vni(table({{1, 5000}, {2, 6000}}).data(), nullptr),
               ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
     EXPECT_TRUE(zt::has_log(kVni, count_line(0, 1, 4095)));
 }
 
 TEST(FailedVlansBmp, EqualOrClearBitsPassAndOutsidePelkIsNotExamined) {
-    zt::add_memvni(10, 5000);
-    zt::add_memvni(11, 5001);
-    std::vector<uint32_t> map(4096, 0);
-    map[1] = 5000;
-    map[2] = 5000;
-    map[3] = 5001;
+    zt::add_memvnis({{10, 5000}, {11, 5001}});
+    const auto map = table({{1, 5000}, {2, 5000}, {3, 5001}});
     const bmp4096_t lcl = zt::bmp_of({1, 3}), rmt = zt::bmp_of({1}), pelk = zt::bmp_of({1, 2});
     outputs o;
     // VLAN 3 differs but lies outside the pelk VLANs.
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, &rmt, &pelk, &o.pass,
-                                                   &o.failed),
-              0u);
+    EXPECT_EQ(o.bmp(map.data(), &lcl, &rmt, &pelk), 0u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_TRUE(zt::has_log(kBmp, count_line(2, 0, 4096)));
     EXPECT_TRUE(zt::has_log(kBmp, ": check for vlans for lcl type:2, dot1map:" + ptr(map.data()) +
@@ -173,14 +154,10 @@ TEST(FailedVlansBmp, EqualOrClearBitsPassAndOutsidePelkIsNotExamined) {
 
 TEST(FailedVlansBmp, DifferingBitFailsItsBd) {
     zt::add_memvni(10, 5000);
-    std::vector<uint32_t> map(4096, 0);
-    map[0] = 5000;
-    map[4095] = 5000;
+    const auto map = table({{0, 5000}, {4095, 5000}});
     const bmp4096_t lcl = zt::bmp_of({0}), rmt = zt::bmp_of({4095}), pelk = zt::bmp_of({0, 4095});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, &rmt, &pelk, &o.pass,
-                                                   &o.failed),
-              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_EQ(o.bmp(map.data(), &lcl, &rmt, &pelk), ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
     EXPECT_TRUE(zorv::bmp::test(o.failed, 10));
     EXPECT_FALSE(zorv::bmp::test(o.pass, 10));
     EXPECT_EQ(zt::log_count(kBmp, ": Failed bd:10 (vni:5000)\n"), 2u);
@@ -190,36 +167,26 @@ TEST(FailedVlansBmp, DifferingBitFailsItsBd) {
 TEST(FailedVlansBmp, WithoutMapDifferencesMarkNothing) {
     const bmp4096_t lcl = zt::bmp_of({5}), rmt = zt::bmp_of({}), pelk = zt::bmp_of({5});
     outputs o;
-    EXPECT_EQ(
-        zorv_drel_lib_check_failed_vlans_bmp(kType, nullptr, &lcl, &rmt, &pelk, &o.pass, &o.failed),
-        0u);
+    EXPECT_EQ(o.bmp(nullptr, &lcl, &rmt, &pelk), 0u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_TRUE(zt::has_log(kBmp, count_line(1, 0, 4096)));
 }
 
 TEST(FailedVlansBmp, FailingVlanWithoutVniOrBdLeavesNoTrace) {
-    std::vector<uint32_t> map(4096, 0);
-    map[6] = 7777; // no BD
+    const auto map = table({{6, 7777}}); // no BD
     const bmp4096_t lcl = zt::bmp_of({5, 6}), pelk = zt::bmp_of({5, 6});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk, &o.pass,
-                                                   &o.failed),
-              0u);
+    EXPECT_EQ(o.bmp(map.data(), &lcl, nullptr, &pelk), 0u);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_FALSE(zorv::bmp::test(o.failed, 0));
 }
 
 TEST(FailedVlansBmp, NoRemoteFailsLocallySetBits) {
-    zt::add_memvni(10, 5000);
-    zt::add_memvni(11, 5001);
-    std::vector<uint32_t> map(4096, 0);
-    map[5] = 5000;
-    map[6] = 5001;
+    zt::add_memvnis({{10, 5000}, {11, 5001}});
+    const auto map = table({{5, 5000}, {6, 5001}});
     const bmp4096_t lcl = zt::bmp_of({5}), pelk = zt::bmp_of({5, 6});
     outputs o;
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk, &o.pass,
-                                                   &o.failed),
-              ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
+    EXPECT_EQ(o.bmp(map.data(), &lcl, nullptr, &pelk), ZORV_DREL_ERR_COMPAT_GBL_ENCAP_DOT1Q_MAP);
     EXPECT_TRUE(zorv::bmp::test(o.failed, 10));
     EXPECT_FALSE(zorv::bmp::test(o.failed, 11));
 }
@@ -227,8 +194,7 @@ TEST(FailedVlansBmp, NoRemoteFailsLocallySetBits) {
 TEST(FailedVlansBmp, NullLocalFailsWithInitialisedOutputs) {
     outputs o;
     const bmp4096_t pelk = zt::bmp_of({1});
-    EXPECT_EQ(zorv_drel_lib_check_failed_vlans_bmp(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, nullptr, nullptr,
-                                                   nullptr, &pelk, &o.pass, &o.failed),
+    EXPECT_EQ(o.bmp(nullptr, nullptr, nullptr, &pelk, ZORV_TYPE1_INTF_VSI_ENCAP_PROF),
               ZORV_DREL_ERR_COMPAT_INTF_VSI_ENCAP_PROF);
     EXPECT_EQ(zt::bmp_count(o.failed), 0u);
     EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
@@ -246,16 +212,13 @@ TEST(FailedVlansBmp, WordScanFindsEveryPelkVlan) {
     }
     const bmp4096_t lcl = zt::bmp_of(vlans), pelk = zt::bmp_of(vlans);
     outputs o;
-    EXPECT_NE(zorv_drel_lib_check_failed_vlans_bmp(kType, map.data(), &lcl, nullptr, &pelk, &o.pass,
-                                                   &o.failed),
-              0u);
+    EXPECT_NE(o.bmp(map.data(), &lcl, nullptr, &pelk), 0u);
     EXPECT_EQ(zt::bmp_count(o.failed), vlans.size());
 }
 
 TEST(FailedVlansBmp, BdBeyondBitmapIsLoggedNotMarkedAndLeavesTheResultToTheCount) {
     zt::add_memvni(70000, 5000);
-    std::vector<uint32_t> map(4096, 0);
-    map[9] = 5000;
+    const auto map = table({{9, 5000}});
     const bmp4096_t lcl = zt::bmp_of({9}), pelk = zt::bmp_of({9});
     bmp4096_t zero{};
     zt::exact_buf pass(&zero, sizeof zero), failed(&zero, sizeof zero);

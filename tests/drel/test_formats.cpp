@@ -3,8 +3,11 @@
 
 #include <bit>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "zorv_test_support.h"
 
@@ -48,6 +51,40 @@ built build(uint16_t type, const void *node) {
 }
 
 constexpr const char *kFn = "zorv_drel_lib_alloc_tlv";
+
+// A type-9 value built from a node whose dot1q table holds `vlan_vni` and whose dyn_map_cnt
+// says `count`, and what is expected of it.
+struct vsi_case {
+    uint32_t count = 0;
+    std::vector<std::pair<uint32_t, uint32_t>> vlan_vni{}; // (VLAN, VNI) entries of the table
+    uint8_t first_bmp_byte = 0;                            // of the node's VLAN bitmap
+    const char *prof_name = "";
+    uint16_t len = 0;                                 // the value's length
+    std::vector<std::pair<size_t, uint32_t>> words{}; // (offset, 32-bit word) of the value
+    std::vector<std::string> raw{}, no_raw{};         // pair events logged and not logged
+};
+
+// Builds the value of `c`, checks it (and `more` on its bytes) and releases it.
+void expect_vsi_value(const vsi_case &c, const std::function<void(const uint8_t *)> &more = {}) {
+    auto node = make_if_node();
+    node->dyn_map_cnt = c.count;
+    for (auto [vlan, vni] : c.vlan_vni)
+        node->dot1q_vni[vlan] = vni;
+    node->dot1q_bmp.bits[0] = c.first_bmp_byte;
+    std::strcpy(node->prof_name, c.prof_name);
+
+    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
+    ASSERT_EQ(b.rc, 0u);
+    ASSERT_EQ(b.len, c.len);
+    for (auto [off, word] : c.words)
+        EXPECT_EQ(u32_at(b.value, off), word) << "offset " << off;
+    if (more) more(static_cast<const uint8_t *>(b.value));
+    for (const auto &e : c.raw)
+        EXPECT_TRUE(zt::has_raw(e)) << e << zt::dump_events();
+    for (const auto &e : c.no_raw)
+        EXPECT_FALSE(zt::has_raw(e)) << e << zt::dump_events();
+    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
+}
 
 } // namespace
 
@@ -112,66 +149,39 @@ TEST(AllocTlvVsiAll, NoMappedVlansIs792WithFixedOffsets) {
 }
 
 TEST(AllocTlvVsiAll, CountAboveTableLeavesZeroPair) {
-    auto node = make_if_node();
-    node->dyn_map_cnt = 3;
-    node->dot1q_vni[10] = 1010;
-    node->dot1q_vni[20] = 2020;
-    node->dot1q_bmp.bits[0] = 0xC3;
-    std::strcpy(node->prof_name, "p3");
-
-    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
-    ASSERT_EQ(b.rc, 0u);
-    ASSERT_EQ(b.len, 816);
-    const auto *v = static_cast<const uint8_t *>(b.value);
-    EXPECT_EQ(u32_at(v, 16), 3u);
-    EXPECT_EQ(u32_at(v, 20), 1010u);
-    EXPECT_EQ(u32_at(v, 24), 10u);
-    EXPECT_EQ(u32_at(v, 28), 2020u);
-    EXPECT_EQ(u32_at(v, 32), 20u);
-    EXPECT_EQ(u32_at(v, 36), 0u); // third pair {0, 0}
-    EXPECT_EQ(u32_at(v, 40), 0u);
-    EXPECT_EQ(u32_at(v, 44), 512u); // bitmap behind all three slots
-    EXPECT_EQ(v[48], 0xC3);
-    EXPECT_STREQ(reinterpret_cast<const char *>(v + 560), "p3");
-
-    EXPECT_TRUE(zt::has_log(kFn, ": setting dyn map(3): "));
-    EXPECT_TRUE(zt::has_raw("0)10,1010 "));
-    EXPECT_TRUE(zt::has_raw("1)20,2020 "));
-    EXPECT_FALSE(zt::has_raw("2)0,0 "));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
+    // The third pair is {0, 0}; the bitmap stands behind all three slots.
+    expect_vsi_value(
+        {.count = 3,
+         .vlan_vni = {{10, 1010}, {20, 2020}},
+         .first_bmp_byte = 0xC3,
+         .prof_name = "p3",
+         .len = 816,
+         .words =
+             {{16, 3}, {20, 1010}, {24, 10}, {28, 2020}, {32, 20}, {36, 0}, {40, 0}, {44, 512}},
+         .raw = {"0)10,1010 ", "1)20,2020 "},
+         .no_raw = {"2)0,0 "}},
+        [](const uint8_t *v) {
+            EXPECT_EQ(v[48], 0xC3);
+            EXPECT_STREQ(reinterpret_cast<const char *>(v + 560), "p3");
+            EXPECT_TRUE(zt::has_log(kFn, ": setting dyn map(3): "));
+        });
 }
 
 TEST(AllocTlvVsiAll, CountNotTableDecides) {
-    auto node = make_if_node();
-    node->dyn_map_cnt = 0;
-    node->dot1q_vni[1] = 100;
-    node->dot1q_vni[2] = 200;
-
-    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
-    ASSERT_EQ(b.rc, 0u);
-    EXPECT_EQ(b.len, 792);
-    EXPECT_EQ(u32_at(b.value, 16), 0u);
-    EXPECT_EQ(u32_at(b.value, 20), 512u);
-    EXPECT_FALSE(zt::has_raw("0)1,100 ")) << zt::dump_events();
-    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
+    expect_vsi_value({.count = 0,
+                      .vlan_vni = {{1, 100}, {2, 200}},
+                      .len = 792,
+                      .words = {{16, 0}, {20, 512}},
+                      .no_raw = {"0)1,100 "}});
 }
 
 TEST(AllocTlvVsiAll, CountBelowTableStopsEarly) {
-    auto node = make_if_node();
-    node->dyn_map_cnt = 2;
-    node->dot1q_vni[5] = 50;
-    node->dot1q_vni[6] = 60;
-    node->dot1q_vni[7] = 70;
-
-    built b = build(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, node.get());
-    ASSERT_EQ(b.rc, 0u);
-    ASSERT_EQ(b.len, 808);
-    EXPECT_EQ(u32_at(b.value, 20), 50u);
-    EXPECT_EQ(u32_at(b.value, 28), 60u);
-    EXPECT_EQ(u32_at(b.value, 36), 512u);
-    EXPECT_TRUE(zt::has_raw("1)6,60 "));
-    EXPECT_FALSE(zt::has_raw("2)7,70 "));
-    EXPECT_EQ(zorv_drel_lib_free_tlv(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, b.value), 0u);
+    expect_vsi_value({.count = 2,
+                      .vlan_vni = {{5, 50}, {6, 60}, {7, 70}},
+                      .len = 808,
+                      .words = {{20, 50}, {28, 60}, {36, 512}},
+                      .raw = {"1)6,60 "},
+                      .no_raw = {"2)7,70 "}});
 }
 
 TEST(AllocTlvVsiAll, AscendingOrderWithVlanZero) {

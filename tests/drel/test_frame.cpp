@@ -71,6 +71,18 @@ void ensure_debug_dir() {
     ASSERT_TRUE(fs::is_directory("/qirra/tmp")) << ec.message();
 }
 
+// Each debug-file test starts without a file of its own context and removes it when done.
+class DebugPrint : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ensure_debug_dir();
+        fs::remove_all(path);
+    }
+    void TearDown() override { fs::remove(path); }
+    const uint32_t ctx = own_context();
+    const std::string path = debug_path(ctx);
+};
+
 } // namespace
 
 // ---- Memory-type table ---------------------------------------------------------------------
@@ -113,17 +125,18 @@ TEST(MemTypeStr2Enum, EveryName) {
 }
 
 TEST(MemTypeStr2Enum, MaxAndCaseInsensitive) {
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("ZORV_DREL_LIB_MEM_MAX"), 15u);
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("zorv_drel_lib_mem_max"), 15u);
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("ZORV_DREL_LIB_MEM_VSI_ALL_T"), 14u);
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("zOrV_dReL_lIb_MeM_vsi_ALL_t"), 14u);
+    const std::pair<const char *, uint32_t> cases[] = {{"ZORV_DREL_LIB_MEM_MAX", 15},
+                                                       {"zorv_drel_lib_mem_max", 15},
+                                                       {"ZORV_DREL_LIB_MEM_VSI_ALL_T", 14},
+                                                       {"zOrV_dReL_lIb_MeM_vsi_ALL_t", 14}};
+    for (auto [name, value] : cases)
+        EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum(name), value) << name;
 }
 
 TEST(MemTypeStr2Enum, UnknownGivesZero) {
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("ZORV_DREL_LIB_MEM_vsi_all"), 0u);
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("ZORV_DREL_LIB_MEM_vsi_all_t "), 0u);
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum(""), 0u);
-    EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum("nothing"), 0u);
+    for (const char *name :
+         {"ZORV_DREL_LIB_MEM_vsi_all", "ZORV_DREL_LIB_MEM_vsi_all_t ", "", "nothing"})
+        EXPECT_EQ(__zorv_drel_lib_mem_type_t_str2enum(name), 0u) << '"' << name << '"';
 }
 
 // ---- Zero-filled tracked allocation --------------------------------------------------------
@@ -269,8 +282,7 @@ TEST(AlwaysZero, DoNothingAndAnswerZero) {
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_add_tlvs(node, 64, arr.get()), 0u);
     EXPECT_EQ(zorv_drel_if_cfg_avl_encaplist_add_tlvs(nullptr, 0, nullptr), 0u);
     EXPECT_EQ(arr.get()->len, 0u); // nothing added
-    zt::tlv_buf rebuild;
-    rebuild.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rebuild = zt::memvnis({{10, 5000}});
     EXPECT_EQ(zorv_drel_type1_rem_cfg_cache_rebuild(rebuild.get(), 1, 0), 0u);
     EXPECT_EQ(zorv_drel_type1_rem_cfg_cache_rebuild(nullptr, 0, 0x1234), 0u);
     EXPECT_EQ(tree_count(zorv_drel_gbl_cfg_memvni_avl), 0u);
@@ -342,25 +354,16 @@ TEST(LogbufInit, FailedExplicitCallLeavesLoggingUnopened) {
 
 // ---- Debug file ----------------------------------------------------------------------------
 
-TEST(DebugPrint, WritesHeaderOnceThenTexts) {
-    ensure_debug_dir();
-    const uint32_t ctx = own_context();
-    const std::string path = debug_path(ctx);
-    fs::remove(path);
+TEST_F(DebugPrint, WritesHeaderOnceThenTexts) {
     sysmgr_host_set_context_id(ctx);
 
     EXPECT_EQ(zorv_drel_lib_debug_print(7, "first %d %s\n", 42, "x"), 0);
     EXPECT_EQ(read_file(path), header_for(ctx) + "first 42 x\n");
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "second\n"), 0);
     EXPECT_EQ(read_file(path), header_for(ctx) + "first 42 x\nsecond\n");
-    fs::remove(path);
 }
 
-TEST(DebugPrint, ExportedHandleIsTheOpenFile) {
-    ensure_debug_dir();
-    const uint32_t ctx = own_context();
-    const std::string path = debug_path(ctx);
-    fs::remove_all(path);
+TEST_F(DebugPrint, ExportedHandleIsTheOpenFile) {
     ASSERT_TRUE(fs::create_directory(path)); // the first open fails
     sysmgr_host_set_context_id(ctx);
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "lost\n"), 0);
@@ -373,13 +376,9 @@ TEST(DebugPrint, ExportedHandleIsTheOpenFile) {
     std::fputs("through the handle\n", zorv_drel_lib_debug_file);
     std::fflush(zorv_drel_lib_debug_file);
     EXPECT_EQ(read_file(path), header_for(ctx) + "kept\nthrough the handle\n");
-    fs::remove(path);
 }
 
-TEST(DebugPrint, AppendsToExistingFileWithHeaderOncePerProcess) {
-    ensure_debug_dir();
-    const uint32_t ctx = own_context();
-    const std::string path = debug_path(ctx);
+TEST_F(DebugPrint, AppendsToExistingFileWithHeaderOncePerProcess) {
     {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         out << "earlier process\n";
@@ -388,25 +387,16 @@ TEST(DebugPrint, AppendsToExistingFileWithHeaderOncePerProcess) {
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "a\n"), 0);
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "b\n"), 0);
     EXPECT_EQ(read_file(path), "earlier process\n" + header_for(ctx) + "a\nb\n");
-    fs::remove(path);
 }
 
-TEST(DebugPrint, ContextNumberIsItsLow16Bits) {
-    ensure_debug_dir();
-    const uint32_t low = own_context();
-    const std::string path = debug_path(low);
-    fs::remove(path);
-    sysmgr_host_set_context_id(0x70000u | low);
+TEST_F(DebugPrint, ContextNumberIsItsLow16Bits) {
+    sysmgr_host_set_context_id(0x70000u | ctx);
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "masked\n"), 0);
-    EXPECT_EQ(read_file(path), header_for(low) + "masked\n");
-    fs::remove(path);
+    EXPECT_EQ(read_file(path), header_for(ctx) + "masked\n");
 }
 
-TEST(DebugPrint, FileKeptAcrossContextChanges) {
-    ensure_debug_dir();
-    const uint32_t ctx = own_context();
-    const std::string path = debug_path(ctx), other = debug_path(ctx + 1);
-    fs::remove(path);
+TEST_F(DebugPrint, FileKeptAcrossContextChanges) {
+    const std::string other = debug_path(ctx + 1);
     fs::remove(other);
     sysmgr_host_set_context_id(ctx);
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "one\n"), 0);
@@ -414,14 +404,9 @@ TEST(DebugPrint, FileKeptAcrossContextChanges) {
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "two\n"), 0);
     EXPECT_EQ(read_file(path), header_for(ctx) + "one\ntwo\n");
     EXPECT_FALSE(fs::exists(other));
-    fs::remove(path);
 }
 
-TEST(DebugPrint, OpenFailureIsSilentAndRetried) {
-    ensure_debug_dir();
-    const uint32_t ctx = own_context();
-    const std::string path = debug_path(ctx);
-    fs::remove_all(path);
+TEST_F(DebugPrint, OpenFailureIsSilentAndRetried) {
     ASSERT_TRUE(fs::create_directory(path)); // a directory cannot be opened for appending
     sysmgr_host_set_context_id(ctx);
 
@@ -432,5 +417,4 @@ TEST(DebugPrint, OpenFailureIsSilentAndRetried) {
     ASSERT_TRUE(fs::remove(path));
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "kept\n"), 0);
     EXPECT_EQ(read_file(path), header_for(ctx) + "kept\n");
-    fs::remove(path);
 }

@@ -51,8 +51,7 @@ TEST_F(GblCheck, NullRemoteWithLocalType9IsParamMissing) {
 }
 
 TEST_F(GblCheck, NullRemoteWithOtherLocalTypePasses) {
-    zt::tlv_buf lcl;
-    lcl.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{1, 2});
+    auto lcl = zt::memvnis({{1, 2}});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), nullptr), 0u);
     EXPECT_EQ(zt::log_count(kDrv, ": Local and Remote NULL\n"), 0u);
 }
@@ -68,8 +67,7 @@ TEST_F(GblCheck, NullLocalWithRemoteType9IsParamMissing) {
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, nullptr, rmt.get()),
               ZORV_DREL_ERR_PARAM_MISSING);
     EXPECT_TRUE(zt::has_log(kDrv, ": Local  Null)\n"));
-    zt::tlv_buf other;
-    other.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{1, 2});
+    auto other = zt::memvnis({{1, 2}});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, nullptr, other.get()), 0u);
 }
 
@@ -101,8 +99,7 @@ TEST_F(GblCheck, LocalOneWithEmptyRemoteFailsTheRemoteRead) {
 
 TEST_F(GblCheck, TypeMismatchFails) {
     auto lcl = zt::vsis({vsi(1)});
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{1, 2});
+    auto rmt = zt::memvnis({{1, 2}});
     EXPECT_EQ(zorv_drel_type1_cfg_gbl_compat_check(0, lcl.get(), rmt.get()), ZORV_DREL_ERR_FAILURE);
     EXPECT_TRUE(zt::has_log(kDrv, ": No match for lcl_type:9, rmt_type:8\n"));
 }

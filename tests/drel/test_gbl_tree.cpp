@@ -25,6 +25,18 @@ gbl_cfg_avl_node_t *create2(const std::string &name,
     return zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m, m.get());
 }
 
+// Creates a type-1 node for `name` from a record without an id, expects the node and the
+// record to get `id`, and frees the node.
+void expect_created_with_id(const std::string &name, uint32_t id) {
+    encap_name_t r = name_rec(name);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(n->id, id);
+    EXPECT_EQ(r.id, id);
+    zorv_drel_gbl_cfg_avl_free(n);
+}
+
 gbl_cfg_avl_node_t *insert(gbl_cfg_avl_node_t *n) {
     EXPECT_NE(n, nullptr);
     EXPECT_EQ(tree_insert(zorv_drel_gbl_cfg_avl, n), 0);
@@ -136,29 +148,17 @@ TEST(GblCreate, RestoreOfAKnownNameStillGivesTheNodeTheRecordsId) {
 TEST(GblCreate, KnownNameWarnsAndReusesItsId) {
     ASSERT_EQ(zorv_drel_set_encap_uid("a"), 1u);
     ASSERT_EQ(zorv_drel_set_encap_uid("p"), 2u);
-    encap_name_t r = name_rec("p");
-    gbl_cfg_avl_node_t *n =
-        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
-    ASSERT_NE(n, nullptr);
-    EXPECT_EQ(n->id, 2u);
-    EXPECT_EQ(r.id, 2u);
-    EXPECT_TRUE(zt::has_log(kCreate, ": Warn: Id:2 already exists for encap:p\n"));
-    EXPECT_TRUE(zt::has_log(kCreate, ": set id:2 for encap:p\n"));
-    zorv_drel_gbl_cfg_avl_free(n);
+    expect_created_with_id("p", 2);
+    zt::expect_logs(kCreate,
+                    {": Warn: Id:2 already exists for encap:p\n", ": set id:2 for encap:p\n"});
 }
 
 TEST(GblCreate, ExhaustedIdentifiersGiveIdZero) {
     for (int i = 0; i < 4096; ++i)
         ASSERT_EQ(zorv_drel_set_encap_uid(("n" + std::to_string(i)).c_str()),
                   static_cast<uint32_t>(i + 1));
-    encap_name_t r = name_rec("late", 0);
-    gbl_cfg_avl_node_t *n =
-        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
-    ASSERT_NE(n, nullptr);
-    EXPECT_EQ(n->id, 0u);
-    EXPECT_EQ(r.id, 0u);
+    expect_created_with_id("late", 0);
     EXPECT_TRUE(zt::has_log(kCreate, ": set id:0 for encap:late\n"));
-    zorv_drel_gbl_cfg_avl_free(n);
 }
 
 TEST(GblCreate, LongNameIsCutTo255) {

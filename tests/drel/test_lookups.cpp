@@ -1,6 +1,10 @@
 // Lookups from VNI to bridge domain, from a service instance to its BDs and VNIs, and from an
 // encapsulation profile name to its global dot1q map.
+#include <cstring>
+#include <initializer_list>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "zorv_test_cache.h"
 
@@ -14,6 +18,28 @@ constexpr const char *kMap = "zorv_drel_lib_get_gbl_dot1qmap_for_encap";
 std::unique_ptr<if_cfg_avl_node_t, zt::free_deleter> loose_node() {
     return std::unique_ptr<if_cfg_avl_node_t, zt::free_deleter>(
         static_cast<if_cfg_avl_node_t *>(std::calloc(1, sizeof(if_cfg_avl_node_t))));
+}
+
+// What the BD lookup of a service instance gives: its code, the BD bitmap and the VNI set.
+struct bd_lookup {
+    uint32_t rc = 0;
+    bmp4096_t bmp{};
+    std::vector<uint32_t> vnis;
+};
+
+// The BD lookup of a loose node whose dot1q table holds `vlan_vni`, into a bitmap whose bytes
+// were all `fill` and a fresh VNI set.
+bd_lookup bds_of(std::initializer_list<std::pair<uint32_t, uint32_t>> vlan_vni, uint8_t fill = 0) {
+    auto node = loose_node();
+    for (auto [vlan, vni] : vlan_vni)
+        node->dot1q_vni[vlan] = vni;
+    bd_lookup out;
+    std::memset(&out.bmp, fill, sizeof out.bmp);
+    bitset_t *set = zt::new_set();
+    out.rc = zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &out.bmp, set);
+    out.vnis = zt::members(set);
+    bitset_free(set);
+    return out;
 }
 
 TEST(BdForVni, BoundVniGivesItsBd) {
@@ -46,57 +72,38 @@ TEST(BdBmpForVsi, NullArgumentsAreInvalid) {
 
 TEST(BdBmpForVsi, OnlyVlanZeroMappedGivesEmptyBitmap) {
     zt::add_memvni(9, 5000);
-    auto node = loose_node();
-    node->dot1q_vni[0] = 5000; // VLAN 0 is never read
-    bmp4096_t bmp;
-    std::memset(&bmp, 0xAB, sizeof bmp);
-    bitset_t *set = zt::new_set();
-    EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_EQ(bmp.len, 512u);
-    EXPECT_EQ(zt::bmp_count(bmp), 0u);
-    EXPECT_TRUE(zt::members(set).empty());
+    const bd_lookup r = bds_of({{0, 5000}}, 0xAB); // VLAN 0 is never read
+    EXPECT_EQ(r.rc, 0u);
+    EXPECT_EQ(r.bmp.len, 512u);
+    EXPECT_EQ(zt::bmp_count(r.bmp), 0u);
+    EXPECT_TRUE(r.vnis.empty());
     EXPECT_EQ(zt::log_count(kBdForVni, ": cfg_p: bd:9, vni:5000\n"), 0u);
-    bitset_free(set);
 }
 
 TEST(BdBmpForVsi, TwoVlansOnOneBdSetOneBit) {
-    zt::add_memvni(30, 5000);
-    zt::add_memvni(30, 5001);
-    auto node = loose_node();
-    node->dot1q_vni[10] = 5000;
-    node->dot1q_vni[11] = 5001;
-    bmp4096_t bmp{};
-    bitset_t *set = zt::new_set();
-    EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_EQ(zt::bmp_count(bmp), 1u);
-    EXPECT_TRUE(zorv::bmp::test(bmp, 30));
-    EXPECT_EQ(zt::members(set), (std::vector<uint32_t>{5000, 5001}));
-    bitset_free(set);
+    zt::add_memvnis({{30, 5000}, {30, 5001}});
+    const bd_lookup r = bds_of({{10, 5000}, {11, 5001}});
+    EXPECT_EQ(r.rc, 0u);
+    EXPECT_EQ(zt::bmp_count(r.bmp), 1u);
+    EXPECT_TRUE(zorv::bmp::test(r.bmp, 30));
+    EXPECT_EQ(r.vnis, (std::vector<uint32_t>{5000, 5001}));
 }
 
 TEST(BdBmpForVsi, UnboundVniStillJoinsVniSet) {
-    auto node = loose_node();
-    node->dot1q_vni[4095] = 7000;
-    bmp4096_t bmp{};
-    bitset_t *set = zt::new_set();
-    EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_EQ(zt::bmp_count(bmp), 0u);
-    EXPECT_EQ(zt::members(set), (std::vector<uint32_t>{7000}));
+    const bd_lookup r = bds_of({{4095, 7000}});
+    EXPECT_EQ(r.rc, 0u);
+    EXPECT_EQ(zt::bmp_count(r.bmp), 0u);
+    EXPECT_EQ(r.vnis, (std::vector<uint32_t>{7000}));
     EXPECT_TRUE(zt::has_log(kBdForVni, ": Error: Failed to get bd for memvni:7000\n"));
-    bitset_free(set);
 }
 
 TEST(BdBmpForVsi, VniAboveRangeLeftOutOfSetButLookedUp) {
     zt::add_memvni(7, 0x1000000);
-    auto node = loose_node();
-    node->dot1q_vni[5] = 0x1000000;
-    bmp4096_t bmp{};
-    bitset_t *set = zt::new_set();
-    EXPECT_EQ(zorv_drel_lib_get_bd_bmp_for_vsi(node.get(), &bmp, set), 0u);
-    EXPECT_TRUE(zt::members(set).empty());
-    EXPECT_TRUE(zorv::bmp::test(bmp, 7));
+    const bd_lookup r = bds_of({{5, 0x1000000}});
+    EXPECT_EQ(r.rc, 0u);
+    EXPECT_TRUE(r.vnis.empty());
+    EXPECT_TRUE(zorv::bmp::test(r.bmp, 7));
     EXPECT_TRUE(zt::has_log(kBdForVni, ": cfg_p: bd:7, vni:16777216\n"));
-    bitset_free(set);
 }
 
 TEST(BdBmpForVsi, NullVniSetOnlyFillsBitmap) {
@@ -109,9 +116,7 @@ TEST(BdBmpForVsi, NullVniSetOnlyFillsBitmap) {
 }
 
 TEST(BdBmpForVsi, BdBeyondBitmapIsLoggedAndNeverWritten) {
-    zt::add_memvni(5000, 6000);
-    zt::add_memvni(4096, 6001);
-    zt::add_memvni(4095, 6002);
+    zt::add_memvnis({{5000, 6000}, {4096, 6001}, {4095, 6002}});
     auto node = loose_node();
     node->dot1q_vni[1] = 6000;
     node->dot1q_vni[2] = 6001;

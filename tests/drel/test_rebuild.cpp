@@ -39,8 +39,7 @@ TEST_F(RebuildTest, EmptyArrayChangesNothing) {
 }
 
 TEST_F(RebuildTest, GlobalTypesEightOneAndTwo) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     auto map = zt::map_val("silver", {{5, 9000}, {6, 9001}});
     b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map);
@@ -103,9 +102,7 @@ TEST_F(RebuildTest, TypeOneThenTypeTwoOfOneProfile) {
 }
 
 TEST_F(RebuildTest, MemberVniRefreshed) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 5000});
+    auto b = zt::memvnis({{100, 5000}, {200, 5000}});
     EXPECT_EQ(rebuild(b, 1), 0u);
     ASSERT_EQ(zt::memvni_nodes().size(), 1u);
     EXPECT_EQ(zt::memvni_node(5000)->bd, 200u);
@@ -143,8 +140,7 @@ TEST_F(RebuildTest, InterfaceEncapProfileRefreshed) {
 }
 
 TEST_F(RebuildTest, GlobalTypeFiveFailsTheKeyAfterEarlierCached) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
@@ -164,8 +160,7 @@ TEST_F(RebuildTest, InterfaceUnknownTypeFailsTheKey) {
 }
 
 TEST_F(RebuildTest, WalkFailsOnCutShortLastTlv) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::append_cut_tlv(b, 8, 8);
     EXPECT_EQ(rebuild(b, 1), TLV_ERR_MALFORMED);
     EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(TLV_ERR_MALFORMED, "to retrieve tlv")));
@@ -175,8 +170,7 @@ TEST_F(RebuildTest, WalkFailsOnCutShortLastTlv) {
 
 TEST_F(RebuildTest, ShortValuesAreRefused) {
     {
-        zt::tlv_buf b;
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+        auto b = zt::memvnis({{100, 5000}});
         zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, std::vector<uint8_t>(100, 'g'));
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
         EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:1 too short (len:100, need:256)\n"));
@@ -218,8 +212,7 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
 }
 
 TEST_F(RebuildTest, CreationFailureIsLoggedAndWalkGoesOn) {
-    zt::tlv_buf b;
-    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
+    auto b = zt::memvnis({{100, 5000}});
     zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, zt::name_wire("gold"));
     b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});

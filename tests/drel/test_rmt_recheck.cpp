@@ -1,6 +1,5 @@
 // The re-check of a peer's TLV array against the local cache, entry by entry.
 #include <cstdio>
-#include <malloc.h>
 
 #include "zorv_test_cache.h"
 
@@ -25,8 +24,7 @@ TEST(RmtRecheck, EmptyArrayLogsZeroAndSucceeds) {
 
 TEST(RmtRecheck, GlobalWalkStopsAtTheFirstParameterMissingLocally) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}});
     auto name = zt::name_wire("missing");
     rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 256);
     std::vector<uint8_t> map(sizeof(encap_map_t), 0);
@@ -44,9 +42,7 @@ TEST(RmtRecheck, GlobalWalkStopsAtTheFirstParameterMissingLocally) {
 }
 
 TEST(RmtRecheck, MissingMemberVniEndsTheWalk) {
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5001});
+    auto rmt = zt::memvnis({{10, 5000}, {11, 5001}});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
     EXPECT_TRUE(zt::has_log(kFn, ": lcl value is Null for type:8\n"));
     EXPECT_EQ(zt::log_count(kFn, ": type = 8, tlen=8\n"), 1u);
@@ -71,22 +67,17 @@ TEST(RmtRecheck, GlobalProfilesHaveNoLocalTlvToJudgeAndTheWalkGoesOn) {
 TEST(RmtRecheck, InterfaceKeysUseTheCallersInterface) {
     zt::add_memvni(10, 5000);
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
-    zt::tlv_buf rmt;
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(0x9999, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    auto rmt = zt::vsis({zt::make_vsi_all(0x9999, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}})});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
-    EXPECT_TRUE(zt::has_log(kTlv, ": lcl parent intf idx:0x1000, vsi:7, rmt parent intf "
-                                  "idx:0x9999, vsi:7\n"))
-        << zt::dump_events();
-    EXPECT_TRUE(zt::has_log(kTlv, ": Passed type-1 compat check for vsitype=9, len=800, "
-                                  "intf:0x1000, vsi=7\n"));
+    zt::expect_logs(kTlv,
+                    {": lcl parent intf idx:0x1000, vsi:7, rmt parent intf idx:0x9999, vsi:7\n",
+                     ": Passed type-1 compat check for vsitype=9, len=800, intf:0x1000, "
+                     "vsi=7\n"});
 }
 
 TEST(RmtRecheck, VerdictsDoNotChangeTheResult) {
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
-    zt::tlv_buf rmt;
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    auto rmt = zt::vsis({zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}})});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for vsi admin stat type=9, "
                                   "len=800, vsi=7, lcl_value=1, rmt_value=0\n"));
@@ -94,21 +85,17 @@ TEST(RmtRecheck, VerdictsDoNotChangeTheResult) {
 
 TEST(RmtRecheck, KeyBuilderFailureIsReturned) {
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {}), nullptr);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(ZORV_DREL_ERR_INVALID_ARG) +
                                      ") to set key\n"));
-    zt::tlv_buf gbl;
-    zt::add_bytes(gbl, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, zt::make_vsi_all(kIf, 7, 1, 1, {}));
+    auto gbl = zt::vsis({zt::make_vsi_all(kIf, 7, 1, 1, {})});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(gbl.get(), 1, 0), ZORV_DREL_ERR_INVALID_ARG);
 }
 
 TEST(RmtRecheck, MalformedArrayReturnsTheWalkCode) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}, {10, 5000}});
     rmt.get()->len -= 4;
     zt::exact_buf r = zt::exact_array(rmt);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), TLV_ERR_MALFORMED);
@@ -184,11 +171,9 @@ TEST(RmtRecheck, EachPairIsJudgedWithFreshHolders) {
     zt::add_memvni(102, 7000);
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     ASSERT_NE(zt::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}), nullptr);
-    zt::tlv_buf rmt;
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}})); // admin differs
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}}));
+    // The first instance's admin status differs.
+    auto rmt = zt::vsis({zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}),
+                         zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{7000, 30}})});
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
     // The first pair's failure does not show in the second pair's verdict.
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_check_failed_bds_vsi", ": failed cnt:0, pass cnt:1\n"))
@@ -200,9 +185,7 @@ TEST(RmtRecheck, EachPairIsJudgedWithFreshHolders) {
 TEST(RmtRecheck, MalformedCountsFailThePairUnread) {
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     for (int32_t count : {-5, 1, 4096, 0x7FFFFFFF}) {
-        zt::tlv_buf rmt;
-        zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                      zt::vsi_with_count(kIf, 7, 1, {}, count));
+        auto rmt = zt::vsis({zt::vsi_with_count(kIf, 7, 1, {}, count)});
         zt::exact_buf r = zt::exact_array(rmt);
         EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
         EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value "
@@ -215,25 +198,16 @@ TEST(RmtRecheck, MalformedCountsFailThePairUnread) {
 TEST(RmtRecheck, ReleasesEverythingItTakes) {
     zt::add_memvni(10, 5000);
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
-    zt::tlv_buf rmt;
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
-    zt::tlv_buf gbl;
-    gbl.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{11, 5000});
-    auto once = [&] {
+    auto rmt = zt::vsis({zt::make_vsi_all(kIf, 7, 0, ZORV_MAP_MODE_STATIC, {{5000, 10}})});
+    auto gbl = zt::memvnis({{11, 5000}});
+    const auto g = zt::measure_repeated(20, 1000, [&] {
         (void)zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf);
         (void)zorv_drel_type1_rmt_cfg_cache_rebuild(gbl.get(), 1, 0);
-    };
-    for (int i = 0; i < 20; ++i)
-        once();
-    const uint64_t blocks = zt::live_blocks();
-    const size_t heap = mallinfo2().uordblks;
-    for (int i = 0; i < 1000; ++i)
-        once();
-    EXPECT_EQ(zt::live_blocks(), blocks);
+    });
+    EXPECT_EQ(g.after.live_blocks, g.before.live_blocks);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_vsi_all_t), 0u);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_member_vni_t), 0u);
-    EXPECT_LT(mallinfo2().uordblks, heap + 64 * 1024);
+    EXPECT_LT(g.heap_after, g.heap_before + 64 * 1024);
 }
 
 } // namespace
@@ -244,11 +218,8 @@ TEST(RmtRecheck, LocalValueAllocationFailureSkipsThePair) {
     zt::add_memvni(10, 5000);
     ASSERT_NE(zt::add_vsi(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
     ASSERT_NE(zt::add_vsi(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}), nullptr);
-    zt::tlv_buf rmt;
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
-    zt::add_bytes(rmt, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                  zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}));
+    auto rmt = zt::vsis({zt::make_vsi_all(kIf, 7, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}}),
+                         zt::make_vsi_all(kIf, 8, 1, ZORV_MAP_MODE_STATIC, {{5000, 10}})});
     const uint64_t blocks = zt::live_blocks();
     tracked_mem_fault_set(zt::kSvc, 0, 1); // the first local value cannot be made
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 0, kIf), 0u);
@@ -268,8 +239,7 @@ TEST(RmtRecheck, LocalValueAllocationFailureSkipsThePair) {
 
 TEST(RmtRecheck, MemberVniAllocationFailureSkipsThePair) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{10, 5000});
+    auto rmt = zt::memvnis({{10, 5000}});
     tracked_mem_fault_set(zt::kSvc, 0, 1);
     EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(rmt.get(), 1, 0), 0u);
     tracked_mem_fault_set(zt::kSvc, 0, 0);

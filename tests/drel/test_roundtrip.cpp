@@ -131,16 +131,11 @@ TEST(RoundTrip, GlobalScope) {
     const zt::live_baseline base;
     // member VNIs through configuration messages
     {
-        zt::tlv_buf b;
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{100, 5000});
-        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{200, 6000});
+        auto b = zt::memvnis({{300, 7000}, {100, 5000}, {200, 6000}});
         send(0, 0, b, true);
-        zt::tlv_buf del;
-        del.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{300, 7000});
+        auto del = zt::memvnis({{300, 7000}});
         send(1, 0, del, false);
-        zt::tlv_buf rebind;
-        rebind.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{250, 6000});
+        auto rebind = zt::memvnis({{250, 6000}});
         send(0, 0, rebind, true);
     }
     // profiles and maps through the rebuild
@@ -158,24 +153,9 @@ TEST(RoundTrip, GlobalScope) {
         ASSERT_NE(out, nullptr);
         EXPECT_EQ(zt::stats(ZORV_DREL_LIB_MEM_tlv_array_t).live_bytes,
                   4u + 260u + 260u + 16644u + 2u * 12u);
-        const auto t = zt::tlvs(out);
-        ASSERT_EQ(t.size(), 5u);
-        EXPECT_EQ(t[0].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
-        EXPECT_EQ(t[0].value, zt::name_wire("gold"));
-        EXPECT_EQ(t[1].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
-        EXPECT_EQ(t[1].value, zt::name_wire("silver"));
-        EXPECT_EQ(t[2].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
-        ASSERT_EQ(t[2].value.size(), sizeof(encap_map_t));
-        const auto *m = reinterpret_cast<const encap_map_t *>(t[2].value.data());
-        EXPECT_STREQ(m->encap_name, "silver");
-        for (uint32_t v = 0; v < 4096; ++v)
-            ASSERT_EQ(m->dot1q_vni[v], silver->dot1q_vni[v]) << v;
-        EXPECT_EQ(t[3].type, ZORV_TYPE1_GBL_MEMBER_VNI);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).bd, 100u);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[3].value).vni, 5000u);
-        EXPECT_EQ(t[4].type, ZORV_TYPE1_GBL_MEMBER_VNI);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).bd, 250u);
-        EXPECT_EQ(zt::read_as<member_vni_t>(t[4].value).vni, 6000u);
+        // the map went in as `silver` holds it: name and every VLAN
+        zt::expect_global_tlvs(zt::tlvs(out), {"gold", "silver"}, silver.get(),
+                               {{100, 5000}, {250, 6000}});
         // identifiers were handed out in rebuild order
         EXPECT_EQ(zorv_drel_get_gbl_cfg_node_id("silver"), 1u);
         EXPECT_EQ(zorv_drel_get_gbl_cfg_node_id("gold"), 2u);

@@ -2,8 +2,12 @@
 // the bitmap dump, digit counts, range lists and the interface utilities.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <cstring>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zorv_test_cache.h"
@@ -21,6 +25,28 @@ std::vector<uint32_t> mrange(const std::vector<std::pair<uint32_t, uint32_t>> &r
 }
 const zorv_mrange_t *as_mrange(const std::vector<uint32_t> &w) {
     return reinterpret_cast<const zorv_mrange_t *>(w.data());
+}
+
+// The code and the text of one range printer.
+struct printed {
+    int32_t rc;
+    std::string text;
+    bool operator==(const printed &) const = default;
+    friend void PrintTo(const printed &p, std::ostream *os) {
+        *os << "rc " << p.rc << " text \"" << p.text << '"';
+    }
+};
+using printer = int32_t (*)(char *, uint32_t, const zorv_mrange_t *);
+
+// Prints the ranges `w` with `fn` into a heap block of exactly `size` bytes that holds `before`
+// (so that a write past `size` is a sanitizer error).
+printed print(printer fn, const std::vector<uint32_t> &w, uint32_t size,
+              const std::string &before = "") {
+    std::vector<char> init(size, '\0');
+    std::copy(before.begin(), before.end(), init.begin());
+    zt::exact_buf buf(init.data(), size);
+    const int32_t rc = fn(buf.as<char>(), size, as_mrange(w));
+    return {rc, std::string(buf.as<char>(), strnlen(buf.as<char>(), size))};
 }
 
 // ---- member VNI and encap range ----------------------------------------------------------------
@@ -277,20 +303,12 @@ TEST(PrintVlanBmp, CaptionBitsAndEnd) {
 // ---- digit counts and range lists ------------------------------------------------------------
 
 TEST(IntStrlen, DigitCounts) {
-    EXPECT_EQ(zorv_int_strlen(-5), 1);
-    EXPECT_EQ(zorv_int_strlen(INT32_MIN), 1);
-    EXPECT_EQ(zorv_int_strlen(0), 1);
-    EXPECT_EQ(zorv_int_strlen(9), 1);
-    EXPECT_EQ(zorv_int_strlen(10), 2);
-    EXPECT_EQ(zorv_int_strlen(99), 2);
-    EXPECT_EQ(zorv_int_strlen(100), 3);
-    EXPECT_EQ(zorv_int_strlen(999), 3);
-    EXPECT_EQ(zorv_int_strlen(1000), 4);
-    EXPECT_EQ(zorv_int_strlen(9999999), 7);
-    EXPECT_EQ(zorv_int_strlen(10000000), 8);
-    EXPECT_EQ(zorv_int_strlen(99999999), 8);
-    EXPECT_EQ(zorv_int_strlen(100000000), 9);
-    EXPECT_EQ(zorv_int_strlen(999999999), 9);
+    const std::pair<int32_t, int32_t> cases[] = {
+        {-5, 1},       {INT32_MIN, 1}, {0, 1},         {9, 1},        {10, 2},
+        {99, 2},       {100, 3},       {999, 3},       {1000, 4},     {9999999, 7},
+        {10000000, 8}, {99999999, 8},  {100000000, 9}, {999999999, 9}};
+    for (auto [value, digits] : cases)
+        EXPECT_EQ(zorv_int_strlen(value), digits) << value;
 }
 
 TEST(IntStrlen, TenDigitValuesCountNine) {
@@ -306,10 +324,7 @@ TEST(MrangeStrlen, NullAndEmpty) {
 
 TEST(MrangeStrlen, MatchesPrintedText) {
     const auto w = mrange({{1, 3}, {7, 7}, {100, 2000}});
-    char buf[64] = {};
-    const int32_t n = zorv_int_mrange_snprintf(buf, sizeof buf, as_mrange(w));
-    EXPECT_STREQ(buf, "1-3, 7, 100-2000");
-    EXPECT_EQ(n, 16);
+    EXPECT_EQ(print(zorv_int_mrange_snprintf, w, 64), (printed{16, "1-3, 7, 100-2000"}));
     EXPECT_EQ(zorv_int_mrange_strlen(as_mrange(w)), 16u);
 }
 
@@ -320,27 +335,18 @@ TEST(MrangeStrlen, TenDigitValueIsUndercounted) {
 
 TEST(MrangeSnprintf, ExampleAndTooSmall) {
     const auto w = mrange({{1, 3}, {7, 7}});
-    char buf[64] = {};
-    EXPECT_EQ(zorv_int_mrange_snprintf(buf, 64, as_mrange(w)), 6);
-    EXPECT_STREQ(buf, "1-3, 7");
-    char small[8] = {};
-    EXPECT_EQ(zorv_int_mrange_snprintf(small, 6, as_mrange(w)), -1);
-    EXPECT_STREQ(small, "");
+    EXPECT_EQ(print(zorv_int_mrange_snprintf, w, 64), (printed{6, "1-3, 7"}));
+    EXPECT_EQ(print(zorv_int_mrange_snprintf, w, 6), (printed{-1, ""}));
 }
 
 TEST(MrangeSnprintf, SecondRangeDoesNotFitKeepsFirst) {
-    const auto w = mrange({{1, 3}, {7, 7}});
-    char buf[16] = {};
     // After "1-3" the counter is 4; 4 + 1 + 3 > 7.
-    EXPECT_EQ(zorv_int_mrange_snprintf(buf, 7, as_mrange(w)), -1);
-    EXPECT_STREQ(buf, "1-3");
+    EXPECT_EQ(print(zorv_int_mrange_snprintf, mrange({{1, 3}, {7, 7}}), 7), (printed{-1, "1-3"}));
 }
 
 TEST(MrangeSnprintf, AppendsToWhatDstHolds) {
-    const auto w = mrange({{5, 5}});
-    char buf[64] = "vlans ";
-    EXPECT_EQ(zorv_int_mrange_snprintf(buf, sizeof buf, as_mrange(w)), 1);
-    EXPECT_STREQ(buf, "vlans 5");
+    EXPECT_EQ(print(zorv_int_mrange_snprintf, mrange({{5, 5}}), 64, "vlans "),
+              (printed{1, "vlans 5"}));
 }
 
 TEST(MrangeSnprintf, NullOrEmptyListLeavesDst) {
@@ -353,27 +359,20 @@ TEST(MrangeSnprintf, NullOrEmptyListLeavesDst) {
 }
 
 TEST(MrangeSnprintf, NeverWritesPastSizeBehindOldText) {
-    const auto w = mrange({{1, 3}});
-    char buf[8] = "abcde";
     // The counter alone would allow it; the old text leaves no room.
-    EXPECT_EQ(zorv_int_mrange_snprintf(buf, sizeof buf, as_mrange(w)), -1);
-    EXPECT_STREQ(buf, "abcde");
+    EXPECT_EQ(print(zorv_int_mrange_snprintf, mrange({{1, 3}}), 8, "abcde"),
+              (printed{-1, "abcde"}));
 }
 
 TEST(BdMrangeSnprintf, BareComma) {
-    const auto w = mrange({{1, 3}, {7, 7}, {9, 10}});
-    char buf[64] = {};
-    EXPECT_EQ(zorv_int_bd_mrange_snprintf(buf, sizeof buf, as_mrange(w)), 10);
-    EXPECT_STREQ(buf, "1-3,7,9-10");
+    EXPECT_EQ(print(zorv_int_bd_mrange_snprintf, mrange({{1, 3}, {7, 7}, {9, 10}}), 64),
+              (printed{10, "1-3,7,9-10"}));
 }
 
 TEST(BdMrangeSnprintf, TooSmall) {
     const auto w = mrange({{1, 3}, {7, 7}});
-    char buf[16] = {};
-    EXPECT_EQ(zorv_int_bd_mrange_snprintf(buf, 6, as_mrange(w)), -1);
-    EXPECT_STREQ(buf, "");
-    EXPECT_EQ(zorv_int_bd_mrange_snprintf(buf, 8, as_mrange(w)), 5);
-    EXPECT_STREQ(buf, "1-3,7");
+    EXPECT_EQ(print(zorv_int_bd_mrange_snprintf, w, 6), (printed{-1, ""}));
+    EXPECT_EQ(print(zorv_int_bd_mrange_snprintf, w, 8), (printed{5, "1-3,7"}));
 }
 
 // ---- utilities -------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zorv_test_support.h"
@@ -70,6 +71,12 @@ inline void add_memvni(uint32_t bd, uint32_t vni) {
     auto *node = zorv_drel_create_gbl_memvni_node(nullptr, ZORV_TYPE1_GBL_MEMBER_VNI, sizeof v, &v);
     ASSERT_NE(node, nullptr);
     ASSERT_EQ(tree_insert(zorv_drel_gbl_cfg_memvni_avl, node), 0);
+}
+
+// Binds each (bd, vni) in the member-VNI tree, in order.
+inline void add_memvnis(const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni) {
+    for (auto [bd, vni] : bd_vni)
+        add_memvni(bd, vni);
 }
 
 // Caches a service instance from a type-9 value and returns its node.

@@ -2,6 +2,8 @@
 // the library itself, so that tests which load the library on their own can use it.
 #include "zorv_test_support.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -38,6 +40,12 @@ size_t log_count(std::string_view fn, std::string_view text) {
         if (v.substr(i + 1) == text) ++n;
     }
     return n;
+}
+
+void expect_logs(std::string_view fn, std::initializer_list<std::string> texts) {
+    for (const auto &text : texts)
+        EXPECT_TRUE(has_log(fn, text)) << "no event " << fn << "(<line>)" << text << "\n"
+                                       << dump_events();
 }
 
 size_t raw_count(std::string_view text) {
@@ -89,8 +97,11 @@ tracked_mem_stats_t stats(int32_t mem_type) {
     return s;
 }
 
-void expect_all_returned(const tracked_mem_stats_t &before, const tracked_mem_stats_t &loaded,
-                         uint64_t made) {
+void unload_and_expect_all_returned(const tracked_mem_stats_t &before, uint64_t made,
+                                    const std::function<bool()> &unload) {
+    const auto loaded = stats();
+    ASSERT_EQ(loaded.live_blocks, before.live_blocks + made);
+    ASSERT_TRUE(unload());
     const auto after = stats();
     EXPECT_EQ(after.live_blocks, before.live_blocks);
     EXPECT_EQ(after.live_bytes, before.live_bytes);
@@ -98,6 +109,19 @@ void expect_all_returned(const tracked_mem_stats_t &before, const tracked_mem_st
     EXPECT_EQ(after.bad_frees, before.bad_frees);
     for (int32_t t = ZORV_DREL_LIB_MEM_NONE + 1; t < ZORV_DREL_LIB_MEM_MAX; ++t)
         EXPECT_EQ(live_blocks(t), 0u) << "memory type " << t;
+}
+
+repeat_growth measure_repeated(int warm_up, int times, const std::function<void()> &once) {
+    for (int i = 0; i < warm_up; ++i)
+        once();
+    repeat_growth g;
+    g.before = stats();
+    g.heap_before = mallinfo2().uordblks;
+    for (int i = 0; i < times; ++i)
+        once();
+    g.after = stats();
+    g.heap_after = mallinfo2().uordblks;
+    return g;
 }
 
 tlv_buf::tlv_buf(uint32_t capacity) : storage_((capacity + 7) / 8, 0), capacity_(capacity) {}
@@ -213,6 +237,33 @@ std::vector<tlv_item> tlvs(const tlv_array_t *a) {
         out.push_back({type, std::vector<uint8_t>(p, p + len)});
     }
     return out;
+}
+
+void expect_global_tlvs(const std::vector<tlv_item> &t, const std::vector<std::string> &profiles,
+                        const encap_map_t *map,
+                        const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni) {
+    ASSERT_EQ(t.size(), profiles.size() + (map != nullptr ? 1 : 0) + bd_vni.size());
+    size_t i = 0;
+    for (const auto &name : profiles) {
+        SCOPED_TRACE("TLV " + std::to_string(i));
+        EXPECT_EQ(t[i].type, ZORV_TYPE1_GBL_ENCAP_PROFILE);
+        EXPECT_EQ(t[i].value, name_wire(name));
+        ++i;
+    }
+    if (map != nullptr) {
+        SCOPED_TRACE("TLV " + std::to_string(i));
+        EXPECT_EQ(t[i].type, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP);
+        ASSERT_EQ(t[i].value.size(), sizeof(encap_map_t));
+        EXPECT_EQ(std::memcmp(t[i].value.data(), map, sizeof *map), 0);
+        ++i;
+    }
+    for (auto [bd, vni] : bd_vni) {
+        SCOPED_TRACE("TLV " + std::to_string(i));
+        EXPECT_EQ(t[i].type, ZORV_TYPE1_GBL_MEMBER_VNI);
+        EXPECT_EQ(read_as<member_vni_t>(t[i].value).bd, bd);
+        EXPECT_EQ(read_as<member_vni_t>(t[i].value).vni, vni);
+        ++i;
+    }
 }
 
 std::vector<uint8_t> make_update(uint32_t is_delete, uint32_t if_index, const tlv_buf &array,

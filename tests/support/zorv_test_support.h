@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,6 +48,8 @@ size_t logs_containing(std::string_view part);
 inline bool has_log(std::string_view fn, std::string_view text) {
     return log_count(fn, text) > 0;
 }
+// Expects each of `texts` as some "<fn>(<line>)<text>" event (as has_log), naming any missing.
+void expect_logs(std::string_view fn, std::initializer_list<std::string> texts);
 // Events equal to `text` exactly (lines without a function-and-line prefix).
 size_t raw_count(std::string_view text);
 inline bool has_raw(std::string_view text) {
@@ -97,10 +101,20 @@ struct live_baseline {
     }
 };
 
-// After the library is unloaded: every block made since `before` (`made` of them, counted at
-// `loaded`) came back, no free was bad, and no memory type holds a block.
-void expect_all_returned(const tracked_mem_stats_t &before, const tracked_mem_stats_t &loaded,
-                         uint64_t made);
+// With `made` blocks made since `before` and still live, `unload` unloads the library (true when
+// it is gone); then every one of them came back, no free was bad, and no memory type holds a
+// block.
+void unload_and_expect_all_returned(const tracked_mem_stats_t &before, uint64_t made,
+                                    const std::function<bool()> &unload);
+
+// The library's tracked memory and the C heap in use around a stretch of repeated calls.
+struct repeat_growth {
+    tracked_mem_stats_t before, after;
+    size_t heap_before = 0, heap_after = 0;
+};
+// Calls `once` `warm_up` times (filling the log ring and warming allocator caches), then `times`
+// times more, measuring around the latter.
+repeat_growth measure_repeated(int warm_up, int times, const std::function<void()> &once);
 
 // Switches fault injection off again when a test ends, whatever happened.
 struct fault_guard {
@@ -228,6 +242,12 @@ template <typename T> T read_as(const std::vector<uint8_t> &v, size_t off = 0) {
     std::memcpy(&t, v.data() + off, sizeof t);
     return t;
 }
+
+// Expects the TLVs of a global export, in this order: a type-1 TLV naming each of `profiles`,
+// the type-2 TLV `map` (none if null), a type-8 TLV for each (bd, vni) of `bd_vni`.
+void expect_global_tlvs(const std::vector<tlv_item> &t, const std::vector<std::string> &profiles,
+                        const encap_map_t *map,
+                        const std::vector<std::pair<uint32_t, uint32_t>> &bd_vni);
 
 // ---- Exactly-sized buffers ---------------------------------------------------------------
 
