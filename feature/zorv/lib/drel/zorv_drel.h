@@ -41,11 +41,14 @@
 #else
 #define ZORV_STATIC_ASSERT(c, m) _Static_assert(c, m)
 #endif
-/* ZORV_LAYOUT(t, size, offsets): t is size bytes long and every ZORV_AT(t, field, offset) of
- * offsets holds (1 for a record whose only field is its first, which C puts at 0). */
+/* ZORV_LAYOUT(t, size, offsets): t is size bytes long and every field of offsets is where it
+ * says (1 for a record whose only field is its first, which C puts at 0). ZORV_AT3 checks three
+ * fields at once, so that a record's layout takes few lines. */
 #define ZORV_LAYOUT(t, s, offsets)                                                                 \
     ZORV_STATIC_ASSERT(sizeof(t) == (s) && (offsets), "layout of " #t)
 #define ZORV_AT(t, f, o) (offsetof(t, f) == (o))
+#define ZORV_AT3(t, f1, o1, f2, o2, f3, o3)                                                        \
+    (ZORV_AT(t, f1, o1) && ZORV_AT(t, f2, o2) && ZORV_AT(t, f3, o3))
 
 #ifdef __cplusplus
 extern "C" {
@@ -168,9 +171,7 @@ typedef struct vsi_encap_rng {
     char encap_name[256]; /* global encap profile name */
     bmp4096_t dot1q_bmp;  /* VLANs of the profile that the service instance allows */
 } vsi_encap_rng_t;
-ZORV_LAYOUT(vsi_encap_rng_t, 780,
-            ZORV_AT(vsi_encap_rng_t, vsi, 4) && ZORV_AT(vsi_encap_rng_t, encap_name, 8) &&
-                ZORV_AT(vsi_encap_rng_t, dot1q_bmp, 264));
+ZORV_LAYOUT(vsi_encap_rng_t, 780, ZORV_AT3(vsi_encap_rng_t, vsi, 4, encap_name, 8, dot1q_bmp, 264));
 
 /* Type 7: a service instance's own dot1q-to-VNI map. */
 typedef struct vsi_encap_dot1q_map {
@@ -205,9 +206,8 @@ typedef struct vsi_all {
     vsi_dyn_map_t dyn_map[]; /* N pairs in ascending VLAN order */
 } vsi_all_t;
 ZORV_LAYOUT(vsi_all_t, 20,
-            ZORV_AT(vsi_all_t, vsi, 4) && ZORV_AT(vsi_all_t, admin, 8) &&
-                ZORV_AT(vsi_all_t, map_mode, 12) && ZORV_AT(vsi_all_t, dyn_map_cnt, 16) &&
-                ZORV_AT(vsi_all_t, dyn_map, 20));
+            ZORV_AT3(vsi_all_t, vsi, 4, admin, 8, map_mode, 12) &&
+                ZORV_AT(vsi_all_t, dyn_map_cnt, 16) && ZORV_AT(vsi_all_t, dyn_map, 20));
 
 /* The fixed tail of a type-9 value, behind its pairs. */
 typedef struct vsi_all_tail {
@@ -232,8 +232,7 @@ typedef struct gbl_cfg_avl_node {
     uint32_t id;         /* the profile's identifier, 0 when none */
 } gbl_cfg_avl_node_t;
 ZORV_LAYOUT(gbl_cfg_avl_node_t, 16656,
-            ZORV_AT(gbl_cfg_avl_node_t, map_exists, 8) && ZORV_AT(gbl_cfg_avl_node_t, map, 12) &&
-                ZORV_AT(gbl_cfg_avl_node_t, id, 16652));
+            ZORV_AT3(gbl_cfg_avl_node_t, map_exists, 8, map, 12, id, 16652));
 
 /* Search key of the global configuration tree: a node serves as its own key. */
 typedef struct gbl_cfg_avl_key {
@@ -257,9 +256,7 @@ typedef struct encap_profile_node {
     uint32_t dot1q_vni[4096];        /* VNI per VLAN for a map entry */
 } encap_profile_node;
 ZORV_LAYOUT(encap_profile_node, 17168,
-            ZORV_AT(encap_profile_node, encap_name, 8) &&
-                ZORV_AT(encap_profile_node, all_allowed, 264) &&
-                ZORV_AT(encap_profile_node, dot1q_bmp, 268) &&
+            ZORV_AT3(encap_profile_node, encap_name, 8, all_allowed, 264, dot1q_bmp, 268) &&
                 ZORV_AT(encap_profile_node, dot1q_vni, 784));
 
 /* Search key of the interface tree; vsi_id 0 matches every node of the interface. */
@@ -286,15 +283,11 @@ typedef struct if_cfg_avl_node {
     encap_profile_node *encap_list; /* first entry, or null */
 } if_cfg_avl_node_t;
 ZORV_LAYOUT(if_cfg_avl_node_t, 17200,
-            ZORV_AT(if_cfg_avl_node_t, vsi_id, 4) && ZORV_AT(if_cfg_avl_node_t, admin, 8) &&
-                ZORV_AT(if_cfg_avl_node_t, dot1q_vni, 12) &&
-                ZORV_AT(if_cfg_avl_node_t, dyn_map_cnt, 16396) &&
-                ZORV_AT(if_cfg_avl_node_t, vdp, 16400) && ZORV_AT(if_cfg_avl_node_t, dfs, 16404) &&
-                ZORV_AT(if_cfg_avl_node_t, vmt, 16408) && ZORV_AT(if_cfg_avl_node_t, lldp, 16412) &&
-                ZORV_AT(if_cfg_avl_node_t, dot1q_bmp, 16416) &&
-                ZORV_AT(if_cfg_avl_node_t, prof_name, 16932) &&
-                ZORV_AT(if_cfg_avl_node_t, encap_count, 17188) &&
-                ZORV_AT(if_cfg_avl_node_t, encap_list, 17192));
+            ZORV_AT3(if_cfg_avl_node_t, vsi_id, 4, admin, 8, dot1q_vni, 12) &&
+                ZORV_AT3(if_cfg_avl_node_t, dyn_map_cnt, 16396, vdp, 16400, dfs, 16404) &&
+                ZORV_AT3(if_cfg_avl_node_t, vmt, 16408, lldp, 16412, dot1q_bmp, 16416) &&
+                ZORV_AT3(if_cfg_avl_node_t, prof_name, 16932, encap_count, 17188, encap_list,
+                         17192));
 
 /* Node of the encapsulation identifier tree, memory type 13; also its search key. */
 typedef struct encap_uid_node {
@@ -328,9 +321,7 @@ typedef struct zorv_type1_upd {
     uint32_t param_len; /* bytes of the TLV array that follows, its header included */
     uint8_t param[];    /* an aligned TLV array (tlv_array_t) */
 } zorv_type1_upd_t;
-ZORV_LAYOUT(zorv_type1_upd_t, 12,
-            ZORV_AT(zorv_type1_upd_t, if_index, 4) && ZORV_AT(zorv_type1_upd_t, param_len, 8) &&
-                ZORV_AT(zorv_type1_upd_t, param, 12));
+ZORV_LAYOUT(zorv_type1_upd_t, 12, ZORV_AT3(zorv_type1_upd_t, if_index, 4, param_len, 8, param, 12));
 
 /* What was done with one TLV of an update, memory type 5 (array of them). */
 typedef struct drelm_app_cmd_extract_info {
@@ -341,9 +332,7 @@ typedef struct drelm_app_cmd_extract_info {
     uint32_t if_idx; /* the update's interface */
 } drelm_app_cmd_extract_info_t;
 ZORV_LAYOUT(drelm_app_cmd_extract_info_t, 20,
-            ZORV_AT(drelm_app_cmd_extract_info_t, action, 4) &&
-                ZORV_AT(drelm_app_cmd_extract_info_t, idx, 8) &&
-                ZORV_AT(drelm_app_cmd_extract_info_t, is_gbl, 12) &&
+            ZORV_AT3(drelm_app_cmd_extract_info_t, action, 4, idx, 8, is_gbl, 12) &&
                 ZORV_AT(drelm_app_cmd_extract_info_t, if_idx, 16));
 
 /* One printable parameter row. */
@@ -356,9 +345,7 @@ typedef struct drelm_app_info_entry {
     char param_value[256];  /* the value rendered as text */
 } drelm_app_info_entry_t;
 ZORV_LAYOUT(drelm_app_info_entry_t, 780,
-            ZORV_AT(drelm_app_info_entry_t, param_type, 4) &&
-                ZORV_AT(drelm_app_info_entry_t, reserved, 8) &&
-                ZORV_AT(drelm_app_info_entry_t, feature_name, 12) &&
+            ZORV_AT3(drelm_app_info_entry_t, param_type, 4, reserved, 8, feature_name, 12) &&
                 ZORV_AT(drelm_app_info_entry_t, param_name, 268) &&
                 ZORV_AT(drelm_app_info_entry_t, param_value, 524));
 
