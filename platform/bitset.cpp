@@ -144,12 +144,23 @@ int32_t bitset_count(const bitset_t *set) {
 
 void bitset_free(bitset_t *set) {
     if (set == nullptr) return;
-    for (uint32_t s = 0; s < kSlots; ++s) {
-        group *g = slot_get(set, s);
-        if (g == nullptr) continue;
-        for (leaf *l : g->leaves)
-            delete l;
-        delete g;
+    // Most sets are small, so most slots are empty: test eight at a time.
+    constexpr uint32_t kRun = 8;
+    static_assert(kSlots % kRun == 0 && sizeof(group *) == sizeof(uint64_t));
+    for (uint32_t s = 0; s < kSlots; s += kRun) {
+        uint64_t run[kRun];
+        std::memcpy(run, slots(set) + s * sizeof(group *), sizeof run);
+        uint64_t any = 0;
+        for (uint64_t p : run)
+            any |= p;
+        if (any == 0) continue;
+        for (uint32_t i = s; i < s + kRun; ++i) {
+            group *g = slot_get(set, i);
+            if (g == nullptr) continue;
+            for (leaf *l : g->leaves)
+                delete l;
+            delete g;
+        }
     }
     std::free(set);
 }
