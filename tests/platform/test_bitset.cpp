@@ -186,6 +186,19 @@ TEST_F(Bitset, FailedGrowthLeavesTheSetUnchanged) {
     zt::probe::stop();
 }
 
+// Growth in the first, tenth and last slot only, between stretches of empty slots.
+TEST(BitsetFree, ReleasesSparseGrowth) {
+    zt::probe::start();
+    bitset_t *s = make_root();
+    ASSERT_EQ(bitset_set(s, 0), 0);
+    ASSERT_EQ(bitset_set(s, 9u << 17), 0);
+    ASSERT_EQ(bitset_set(s, BITSET_MAX_BIT), 0);
+    EXPECT_EQ(zt::probe::live_blocks.load(), 6); // three groups, three leaves
+    bitset_free(s);
+    EXPECT_EQ(zt::probe::live_blocks.load(), 0);
+    zt::probe::stop();
+}
+
 TEST(BitsetFree, ReleasesGrowthAndRoot) {
     zt::probe::start();
     bitset_t *s = make_root();
