@@ -180,6 +180,13 @@ TEST(EncapUid, MissesLogTwiceInGetAndFree) {
     EXPECT_EQ(zt::log_count(kSrc, " Error: Failed to find profile:zz\n"), 1u);
 }
 
+TEST(EncapUid, NullNameIsLookedUpAsTheEmptyName) {
+    EXPECT_EQ(set("a"), 1u);
+    debug_history_clear(zt::kSvc);
+    EXPECT_EQ(zorv_drel_encap_uid_avl_find(nullptr), nullptr);
+    EXPECT_EQ(zt::log_count(kSrc, " Error: Failed to find profile:\n"), 1u) << zt::dump_events();
+}
+
 TEST(EncapUid, FreeBeforeAnyTreeMisses) {
     EXPECT_EQ(zorv_drel_free_encap_uid("zz"), 0u);
     EXPECT_EQ(zt::log_count(kSrc, " Error: Failed to find profile:zz\n"), 2u);
@@ -270,4 +277,12 @@ TEST(EncapUid, ParameterIndex) {
               77u);
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": :9\n")) << zt::dump_events();
     EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:9, id=77\n"));
+}
+
+TEST(EncapUid, ParameterIndexOfAMissingValueIsZero) {
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_GBL_MEMBER_VNI, 8, nullptr), 0u);
+    EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:8, id=0\n"));
+    EXPECT_EQ(zorv_drel_lib_get_uid(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, 0, nullptr), 0u);
+    EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": :9\n"));
+    EXPECT_TRUE(zt::has_log("zorv_drel_lib_get_uid", ": type:9, id=0\n")) << zt::dump_events();
 }

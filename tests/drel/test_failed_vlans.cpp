@@ -201,6 +201,17 @@ TEST(FailedVlansBmp, NullLocalFailsWithInitialisedOutputs) {
     EXPECT_EQ(o.pass.len, 0x1234u);
 }
 
+TEST(FailedVlansBmp, WithoutPelkVlansNothingIsExamined) {
+    zt::add_memvni(10, 5000);
+    const auto map = table({{5, 5000}});
+    const bmp4096_t lcl = zt::bmp_of({5});
+    outputs o;
+    EXPECT_EQ(o.bmp(map.data(), &lcl, nullptr, nullptr), 0u);
+    EXPECT_EQ(zt::bmp_count(o.failed), 0u);
+    EXPECT_EQ(zt::bmp_count(o.pass), 4096u);
+    EXPECT_TRUE(zt::has_log(kBmp, count_line(0, 0, 4096))) << zt::dump_events();
+}
+
 TEST(FailedVlansBmp, WordScanFindsEveryPelkVlan) {
     // One BD per VLAN checks that the scan visits every set bit, in every word position.
     std::vector<uint32_t> map(4096, 0);

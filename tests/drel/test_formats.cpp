@@ -438,3 +438,14 @@ TEST(Bmp4096, NtohSwapsLenOnlyAndRoundTrips) {
         EXPECT_EQ(self.len, 0x04030201u);
     }
 }
+
+TEST(Bmp4096, NullSourceOrDestinationChangesNothing) {
+    bmp4096_t b{};
+    b.len = 512;
+    zorv_drel_lib_bmp4096_hton(nullptr, &b);
+    zorv_drel_lib_bmp4096_ntoh(nullptr, &b);
+    EXPECT_EQ(b.len, 512u);
+    zorv_drel_lib_bmp4096_hton(&b, nullptr);
+    zorv_drel_lib_bmp4096_ntoh(&b, nullptr);
+    EXPECT_EQ(b.len, 512u);
+}

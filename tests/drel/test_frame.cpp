@@ -363,6 +363,12 @@ TEST_F(DebugPrint, WritesHeaderOnceThenTexts) {
     EXPECT_EQ(read_file(path), header_for(ctx) + "first 42 x\nsecond\n");
 }
 
+TEST_F(DebugPrint, NullFormatWritesOnlyTheHeader) {
+    sysmgr_host_set_context_id(ctx);
+    EXPECT_EQ(zorv_drel_lib_debug_print(0, nullptr), 0);
+    EXPECT_EQ(read_file(path), header_for(ctx));
+}
+
 TEST_F(DebugPrint, ExportedHandleIsTheOpenFile) {
     ASSERT_TRUE(fs::create_directory(path)); // the first open fails
     sysmgr_host_set_context_id(ctx);

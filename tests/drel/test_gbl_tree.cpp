@@ -79,6 +79,13 @@ TEST(GblCompare, NullNameComparesEqualToAnything) {
     EXPECT_EQ(zt::log_count(kCmp, ": ASSERT:Invalid arg\n"), 3u) << zt::dump_events();
 }
 
+TEST(GblCompare, NullKeyComparesEqualToAnything) {
+    gbl_cfg_avl_key_t a{"a"};
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_cmp_func(nullptr, &a), 0);
+    EXPECT_EQ(zorv_drel_gbl_cfg_avl_cmp_func(&a, nullptr), 0);
+    EXPECT_EQ(zt::log_count(kCmp, ": ASSERT:Invalid arg\n"), 2u) << zt::dump_events();
+}
+
 TEST(GblKey, Types1And2PointAtTheName) {
     encap_name_t r = name_rec("p1");
     gbl_cfg_avl_key_t k{"junk"};

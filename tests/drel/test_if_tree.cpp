@@ -121,6 +121,12 @@ TEST(IfDrelId, MemberGivesItsDrelId) {
     EXPECT_EQ(zorv_drel_lib_get_drel_id(0x1234, &out), ZORV_DREL_ERR_DRELM_NO_RECORD);
 }
 
+TEST(IfDrelId, MemberWithoutOutputOnlyAnswers) {
+    drelm_host_set_interface(0x1234, 1, 9);
+    EXPECT_EQ(zorv_drel_lib_get_drel_id(0x1234, nullptr), 0u);
+    EXPECT_EQ(zorv_drel_lib_get_drel_id(0x4321, nullptr), ZORV_DREL_ERR_DRELM_NO_RECORD);
+}
+
 TEST(IfDrelId, IfindexFromDrelIdAndTrunk) {
     drelm_host_set_local_drel_if_index(5, 0x777);
     EXPECT_EQ(zorv_drel_lib_get_ifindex_from_drel_id(5, 0), 0x777u);
@@ -477,6 +483,14 @@ TEST(IfEncap, RemovalKeepsTheAppendCount) {
     EXPECT_EQ(n->encap_list, nullptr);
     EXPECT_EQ(n->encap_count, 3u);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node), 0u);
+}
+
+TEST(IfEncap, RemovalWithoutANameRemovesNothing) {
+    node_ptr n(make_node(1, 1));
+    ASSERT_EQ(zorv_drel_if_cfg_avl_append_encap(n.p, "a", nullptr, nullptr), 0u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_del_encap(n.p, nullptr), 0u);
+    EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_del_encap", ": encap_name:\n"));
+    EXPECT_EQ(zt::encap_entries(n.p), 1u);
 }
 
 TEST(IfEncap, FreeListResetsTheCount) {
