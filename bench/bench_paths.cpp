@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bench_paths.cpp - the library's hot paths at full switch scale: export, printable rows, the
 // graceful and the strict check, the remote re-check, extraction of an update, and the VNI set.
 // The global export and the printable rows each have a floor next to them: only the copying and

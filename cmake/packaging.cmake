@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Debian packages built with CPack from the install components:
 #   libzorvplat1     the host platform shared object (libzorvplat.so.1)
 #   libzorvdrel1     the library shared object (libzorvdrel.so.1)

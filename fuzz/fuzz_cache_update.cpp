@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_cache_update.cpp - arbitrary bytes as the message of a direct cache update.
 // Input: ctl, a 16-byte message header, the 12-byte update record head, its TLV array.
 //   ctl[0] bit 0: delete (else add or replace)

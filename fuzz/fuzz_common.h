@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // fuzz_common.h - what every fuzz target shares: the input layout, a standard cache to check
 // input against, the end-of-input checks (known codes, no tracked block left behind), and the
 // structure-aware mutator.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_failed_bds.cpp - the failed-BD operation of a service instance on type-9 values from the
 // input: TLVs 0 and 1, 2 and 3, ... are local and remote value, each in a block of exactly its
 // length. The operation's caller checks lengths first, so a value is handed over only when it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_failed_vlans.cpp - the failed-VLAN operations on dot1q-to-VNI tables and VLAN bitmaps
 // built from the input, against the standard cache's member VNIs. TLVs of the input:
 //   type 1: local table, type 2: remote table - (u32 VLAN, u32 VNI) pairs, VLAN taken mod 4096

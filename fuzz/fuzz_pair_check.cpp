@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_pair_check.cpp - the per-pair checks with explicit lengths: TLVs 0 and 1, 2 and 3, ...
 // of the input are local and remote value, each in a block of exactly its length, through the
 // graceful per-pair check (one pair of result holders for all pairs, as the driver does) and

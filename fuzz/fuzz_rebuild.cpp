@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_rebuild.cpp - arbitrary bytes as a TLV array rebuilt into the cache in both scopes, then
 // exported again; the cache goes back to the standard one after each input.
 //   ctl[0] bit 0: the interface scope names the second interface (else the peer-link one)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_recheck.cpp - arbitrary bytes as the peer's TLV array, re-checked against the standard
 // cache in both scopes.
 //   ctl[0] bit 0: the interface scope names the second interface (else the peer-link one)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_remote_tlvs.cpp - arbitrary bytes as the peer's TLV array, through the graceful check and
 // the strict check, against the exported local array of either scope, an empty one or none.
 //   ctl[0] bit 0: the peer runs protocol version 39 (else 40)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_rows.cpp - arbitrary bytes as a TLV array turned into printable rows.
 #include "fuzz_common.h"
 

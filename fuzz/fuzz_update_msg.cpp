@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_update_msg.cpp - arbitrary bytes as a configuration message through extraction.
 // Input: ctl, a 16-byte message header, the 12-byte update record head, its TLV array.
 //   ctl[0] bits 0-1: opcode: 0 update with header, 1 bare update (the header bytes are left

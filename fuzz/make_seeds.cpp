@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // make_seeds.cpp - writes the hand-made seed inputs of every fuzz target into
 // <corpus-root>/<target>/seed-NNN: well-formed inputs that reach the deep paths (the standard
 // cache's own exports, consistent updates, matching and differing pairs). Campaign inputs that

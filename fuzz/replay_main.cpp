@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // replay_main.cpp - runs every file of the corpus directories named on the command line through
 // a fuzz target's LLVMFuzzerTestOneInput, in name order, without libFuzzer. A crash, a
 // sanitizer report or a failed target check ends the process abnormally; an empty or missing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bdmgr.cpp - bridge-domain manager: which bridge domains of a context are fabric ones.
 // Bridge domains above 4095 cannot be marked. The allocation query only sets bits; it leaves the
 // caller's other bits and size word alone.

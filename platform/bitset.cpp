@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bitset.cpp - sparse set over VNIs 0..0xFFFFFF behind a fixed 1028-byte root.
 //
 // The root is the owner's malloc'd block: a u32 (1024) and then 1024 bytes read as 128 pointer

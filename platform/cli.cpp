@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cli.cpp - configuration requests: request handles and answers.
 // A handle is valid when it was written by cli_request_handle_get_ext; answering anything else
 // (null included) fails and is not counted.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // debug_history.cpp - per-service ring of formatted debug events, and error texts.
 //
 // One ring per service. Records are laid out contiguously in the ring buffer (header, text, NUL,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // drelm.cpp - the peer manager's database of interfaces and the trunk, and its queries.
 //
 // Keys name a table and a record: interfaces in one table, the trunk in another. There is one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_reset.cpp - returns every host service to its state at process start.
 // Live tracked blocks stay counted, and open debug-history rings stay open (emptied): a library
 // opens its ring once per process and would otherwise lose its history for good.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // host_state.h - the per-service reset operations that platform_host_reset runs. Not installed.
 #ifndef PLATFORM_HOST_STATE_H
 #define PLATFORM_HOST_STATE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ifmgr.cpp - interface manager: interface types and layer modes.
 // An unknown interface has type 0; a layer-mode query that names one fails (-1) and writes
 // nothing, as does a query with a null list.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // msg.cpp - messages: an opcode and a copied payload in 8-aligned storage.
 // msg_create with a null payload and a nonzero length is refused (null).
 #include <platform/msg.h>

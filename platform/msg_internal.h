@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // msg_internal.h - the layout of a message, shared by the message and request services.
 #ifndef PLATFORM_MSG_INTERNAL_H
 #define PLATFORM_MSG_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sysmgr.cpp - system manager: the number of the virtual device context (1 until set).
 #include <platform/sysmgr.h>
 

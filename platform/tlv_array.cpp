@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tlv_array.cpp - array of (u16 type, u16 length, value) records after a u32 byte count.
 //
 // Headers are read with memcpy (an array received from outside need not be aligned), and every

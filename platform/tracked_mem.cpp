@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tracked_mem.cpp - allocator with per-service, per-memory-type accounting, bad-free detection
 // and fault injection.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tree.cpp - ordered tree of caller-owned nodes over std::set.
 //
 // The caller's compare function orders the nodes. A search key may compare equal to a whole run

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* A C99 program that includes the public header alone and uses its records and names. */
 #include <zorv_drel.h>
 

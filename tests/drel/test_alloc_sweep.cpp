@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // test_alloc_sweep.cpp - failing allocations, one at a time. One script drives every entry
 // point that allocates tracked memory. A first run counts its N tracked allocations; then, for
 // each k < N, a process of its own fails the k-th and runs the script to its end. Every run

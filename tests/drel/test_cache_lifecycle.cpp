@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Unloading a populated cache: a private copy of the library is loaded, every tree is filled
 // through the library's own operations (global profiles with identifiers, member VNIs,
 // service instances with encap lists, the identifier tree and its bitmap), and after the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Randomized model tests: a few thousand creates, updates and deletes per tree, each followed by
 // a walk of the tree (tree_first/tree_next) compared with a plain std::map model; and a mixed
 // sequence over all trees after which the tracked accounting must show exactly what the live

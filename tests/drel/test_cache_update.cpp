@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Direct cache update: removal of an interface without a message, the global and interface
 // cases, the first hard error that stops the batch, malformed messages and allocation failures.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The graceful per-VNI compatibility check: the driver over two TLV arrays and the per-pair
 // check with its pass and fail holders.
 #include <cstdio>

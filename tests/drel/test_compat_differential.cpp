@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // test_compat_differential.cpp - the graceful check against a small independent model of its
 // outcome. The model is written from the rules alone (pair the i-th local with the i-th remote
 // TLV; type 8 passes on equal VNIs and then a fabric or equal BD; type 9 fails the whole

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // End to end: the cache is filled through configuration messages and a global rebuild, exported,
 // and the export is checked against itself and against copies altered in exactly one place.
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory stays flat however many checks run: the library's tracked memory and the process heap
 // are the same after 100,000 interface checks as before them.
 #include <malloc.h>

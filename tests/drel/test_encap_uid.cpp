@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Encapsulation identifier allocator: lowest-first identifiers, restore, release, exhaustion,
 // lazy tree and free bitmap, out-of-range and allocation failures, the parameter index.
 #include <gtest/gtest.h>

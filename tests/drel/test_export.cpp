@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parameter export: the global, member-VNI and interface TLV arrays (exact sizes, order, values,
 // empty caches, missing trees, allocation failures) and the printable rows.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shared object exports exactly the names of the library's list, nothing more or less.
 // The dynamic symbol table is read from the ELF file itself.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parameter extraction: opcodes, the two forms of the update record, the records handed back,
 // the interface and member-VNI cases, malformed messages and allocation failures.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failing every VNI of a local service instance.
 #include <cstdio>
 #include <initializer_list>

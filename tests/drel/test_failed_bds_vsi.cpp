@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The per-VNI comparison of two service instances' dot1q-to-VNI pair lists.
 #include <cstdio>
 #include <ostream>

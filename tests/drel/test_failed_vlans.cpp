@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failed and passing bridge-domain sets from two dot1q-to-VNI tables or two VLAN bitmaps.
 #include <cstdio>
 #include <initializer_list>

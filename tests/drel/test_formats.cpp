@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Type-1 values built from cache nodes, their release, and the bitmap byte-order operations.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Library frame: memory-type table, zero-filled allocation, type names and check codes, uid
 // type, the always-0 entry points, opening of the debug history and the debug file.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The strict compatibility check of service-instance attributes as a whole.
 #include <cstdio>
 

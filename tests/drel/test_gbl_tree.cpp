@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Global configuration tree: compare rule with its null tolerance, keys, node creation with
 // identifier settling, map updates and deletions, export, delete by node and by key.
 #include <gtest/gtest.h>

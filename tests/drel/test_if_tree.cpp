@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface tree: wildcard compare, keys with the peer-manager lookups, node creation and
 // updates from types 5, 6 and 9 (with values checked against their length), the encap list,
 // deletion and release, export size.

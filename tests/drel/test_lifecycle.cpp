@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loading the library registers it and creates its trees; unloading releases every tracked
 // block it still holds and unregisters. Like the peer manager, this program does not link the
 // library: it loads and unloads it with dlopen/dlclose and watches it through the platform.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lookups from VNI to bridge domain, from a service instance to its BDs and VNIs, and from an
 // encapsulation profile name to its global dot1q map.
 #include <cstring>

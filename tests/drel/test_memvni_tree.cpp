@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Member-VNI tree: unsigned VNI order, the {bd, vni} to {vni, bd} swap, keys, update, delete,
 // export.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Local cache rebuild: global arrays of types 8, 1 and 2, interface arrays, refreshes of known
 // entries, key and walk failures, short values and failed node creation.
 #include <gtest/gtest.h>

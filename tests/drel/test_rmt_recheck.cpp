@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The re-check of a peer's TLV array against the local cache, entry by entry.
 #include <cstdio>
 

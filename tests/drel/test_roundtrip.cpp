@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Round trips: configuration messages (and a rebuild for the global profiles) in, the exported
 // TLV array and the printable rows out, compared field by field with what went in.
 #include <gtest/gtest.h>

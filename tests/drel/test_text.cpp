@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Text rendering: member-VNI, encap-range, VLAN-list, VLAN-to-VNI and service-instance texts,
 // the bitmap dump, digit counts, range lists and the interface utilities.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // End-to-end tests of the peer-pair simulator: each runs the built drelsim on a scenario and
 // checks its exit status and its JSON (or text) report.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # `cmake --install` puts drelsim and its scenarios into the prefix, and the installed drelsim
 # loads the installed library: it runs a scenario, and once that library is taken away it
 # reports that it cannot load it (so it never fell back on the build tree's copy).

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs the build tree into a scratch prefix, then builds and runs a consumer against it.
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 fresh_install(${BIN}/install-check)

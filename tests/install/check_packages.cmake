@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Debian packages with CPack and checks what each holds and depends on, then unpacks
 # them into a scratch root and runs the packaged drelsim and pkg-config files from there.
 # The packages are left in <build>/packages (where `./dev package` shows them).

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs the build tree into a scratch prefix, then builds the consumer with nothing but what
 # `pkg-config --cflags --libs zorvdrel` says, and runs it.
 # Expects SRC, BIN, CC, PKG_CONFIG, READELF, VERSION, MAJOR, LIBDIR and EXTRA_LDFLAGS.

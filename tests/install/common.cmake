@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Shared by the install checks (cmake -P scripts). Expects SRC (source tree) and BIN (build tree).
 
 # run(<command...>): runs a command and fails the check with its output when it fails.

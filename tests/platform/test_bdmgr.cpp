@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bridge-domain manager: fabric bridge domains per context.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // VNI bitset: the 1028-byte root made by its owner, set/clear/find/count over 0..0xFFFFFF,
 // sparse growth behind a root that never moves, failed growth, free; bitmap_count_bits.
 #include <gtest/gtest.h>

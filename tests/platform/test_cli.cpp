@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Configuration requests: handle size, handle copy, answers counted.
 #include <gtest/gtest.h>
 

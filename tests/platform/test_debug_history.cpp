@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Debug history: rings per service, wraparound, event texts, open failures, dump, error texts.
 #include <gtest/gtest.h>
 

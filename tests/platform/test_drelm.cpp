@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Peer manager: interface and trunk records, peer-protocol version, local peer-link interface.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // platform_host_reset: every service back to its state at process start, live blocks excepted.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface manager: interface types and layer modes.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages: opcode, copied 8-aligned payload, payload length, opcode names.
 #include <gtest/gtest.h>
 

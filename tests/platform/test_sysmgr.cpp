@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // System manager: the virtual device context number.
 #include <gtest/gtest.h>
 

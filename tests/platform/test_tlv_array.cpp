@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Aligned TLV array: layout and padding, no-space refusal, count and walk, cut-short and
 // malformed arrays, reads confined to the array.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tracked allocator: alignment, accounting per service and memory type, bad frees, fault
 // injection, registration.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ordered tree: order, duplicates, delete by identity, wildcard keys, destroy, cost per operation.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_test_cache.h - helpers for tests of the configuration cache: tree walks and lookups,
 // caching values directly, the entries of an interface node, and the pass and fail holders of
 // the compatibility checks.

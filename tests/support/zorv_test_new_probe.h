@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_test_new_probe.h - replaces the global operator new/delete of a test program so that a
 // test can count what the platform allocates with new and make an allocation fail. Include in
 // exactly one source file of a test program, and only in the tests that need it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_test_support.cpp - implementation of the shared test helpers. It calls no function of
 // the library itself, so that tests which load the library on their own can use it.
 #include "zorv_test_support.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_test_support.h - shared test helpers: reading the library's debug history and the texts
 // it logs, tracked memory counters and leak checks, fault injection, building TLV arrays, values
 // and messages, reading TLV arrays back, exactly-sized buffers, bitmaps, and extraction calls.

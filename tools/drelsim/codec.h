@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // Type-1 TLV values and aligned TLV arrays as a peer manager builds and reads them.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // Puts the two peers' findings side by side and explains every difference.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // The library's entry points, resolved by name after dlopen, as a peer manager does.
 #pragma once
 

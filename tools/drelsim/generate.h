@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // Scenarios of a chosen size, for timing a whole round at switch scale.
 #pragma once
 

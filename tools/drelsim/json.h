@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // A small streaming JSON writer (pretty-printed, two-space indent).
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // The peer link between the two peer processes: framed TLV arrays on a stream socket.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // drelsim: a peer pair of switches on one machine, each process running libzorvdrel as its peer
 // manager would, and one consistency report of what the checks find.
 #include <CLI/CLI.hpp>

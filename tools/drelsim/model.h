@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // The simulated configuration of a switch pair, as read from a scenario.
 #pragma once
 

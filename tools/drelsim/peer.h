@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // One switch of the pair: a process that loads the library and acts as its peer manager.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // The consistency report: text for people, JSON for programs.
 #pragma once
 

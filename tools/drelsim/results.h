@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // What a peer process finds in one round, and its serialisation to the parent.
 #pragma once
 

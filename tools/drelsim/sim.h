@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // Runs the two peer processes and gathers what they report.
 #pragma once
 

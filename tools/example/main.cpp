@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_example - loads the library, prints its memory types, type names and check codes, makes
 // a few calls and dumps the debug history that those calls left.
 #include <cstdio>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* bdmgr.h - bridge-domain manager: fabric bridge domains per context. */
 #ifndef PLATFORM_BDMGR_H
 #define PLATFORM_BDMGR_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* bitset.h - sparse set over VNIs 0..0xFFFFFF behind a fixed 1028-byte root. */
 #ifndef PLATFORM_BITSET_H
 #define PLATFORM_BITSET_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* bmp4096.h - the 4096-bit bitmap shared by the library's records and the bridge-domain manager. */
 #ifndef PLATFORM_BMP4096_H
 #define PLATFORM_BMP4096_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* cli.h - configuration requests carried by messages. */
 #ifndef PLATFORM_CLI_H
 #define PLATFORM_CLI_H

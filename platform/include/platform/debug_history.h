@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* debug_history.h - per-service ring of formatted debug events. */
 #ifndef PLATFORM_DEBUG_HISTORY_H
 #define PLATFORM_DEBUG_HISTORY_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* drelm.h - the peer manager's database and queries. */
 #ifndef PLATFORM_DRELM_H
 #define PLATFORM_DRELM_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* ifmgr.h - interface manager: interface types and layer modes. */
 #ifndef PLATFORM_IFMGR_H
 #define PLATFORM_IFMGR_H

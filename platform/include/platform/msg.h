@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* msg.h - messages of the peer manager's message service. */
 #ifndef PLATFORM_MSG_H
 #define PLATFORM_MSG_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* platform.h - every host-platform service, and the reset of them all. */
 #ifndef PLATFORM_PLATFORM_H
 #define PLATFORM_PLATFORM_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* sysmgr.h - system manager: the virtual device context. */
 #ifndef PLATFORM_SYSMGR_H
 #define PLATFORM_SYSMGR_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* tlv_array.h - array of (u16 type, u16 length, value) records, optionally 4-byte aligned. */
 #ifndef PLATFORM_TLV_ARRAY_H
 #define PLATFORM_TLV_ARRAY_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* tracked_mem.h - allocator with per-service, per-memory-type accounting and fault injection. */
 #ifndef PLATFORM_TRACKED_MEM_H
 #define PLATFORM_TRACKED_MEM_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* tree.h - ordered tree of caller-owned nodes with O(log n) operations. */
 #ifndef PLATFORM_TREE_H
 #define PLATFORM_TREE_H

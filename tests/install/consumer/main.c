@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Loads the installed library and asks it something that needs the platform behind it. */
 #include <stdio.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * zorv_drel.h - the one public header of libzorvdrel.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_drel_bmp.h - the 4096-bit bitmap (bmp4096_t) as the library and its tests use it: one
 // bit of VLAN or BD n lives in byte n / 8 under mask 0x80 >> (n % 8). Nothing here writes past
 // the 512 bit bytes, whatever n it is given.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_cache.cpp - the configuration cache: the tree handles, compare and free operations
 // of every tree, the global profile tree and the member-VNI tree. The interface tree and the
 // identifier allocator have files of their own.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_drel_compat.h - what the graceful check, the strict check and the re-check share: the
 // reading of a value under the peer's protocol version, the lookup of a service instance's
 // cached node, the count rule of the two drivers and their walk of two arrays in step.

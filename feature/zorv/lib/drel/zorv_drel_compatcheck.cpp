@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_compatcheck.cpp - the graceful per-VNI compatibility check of local against remote
 // TLV arrays, with its result holders, and the helpers the three checks share.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_encap_uid.cpp - the encapsulation identifier allocator: a tree of profile names
 // with their identifiers 1..4096 and the bitmap of identifiers still free.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_export.cpp - the cache as one TLV array for the peer (all global parameters, or the
 // service instances of one interface) and a TLV array as printable rows.
 #include "zorv_drel_internal.h"

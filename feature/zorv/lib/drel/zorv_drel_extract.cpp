@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_extract.cpp - configuration messages into the cache, with one extraction record per
 // TLV for the peer manager, and the checked location of a message's update record.
 #include <cstring>

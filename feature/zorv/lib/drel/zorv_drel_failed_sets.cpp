@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_failed_sets.cpp - lookups from VNI to bridge domain and from a service instance or
 // encapsulation profile to its dot1q map, and the sets of VLANs, BDs and VNIs that fail a check.
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_frame.cpp - the library frame: memory types, zero-filled tracked allocation, type
 // names and check codes, the two debug channels, load/unload, and the type-1 value builders.
 #include <arpa/inet.h>

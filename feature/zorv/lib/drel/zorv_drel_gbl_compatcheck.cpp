@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_gbl_compatcheck.cpp - the strict compatibility check: the attributes of each
 // service instance compared as a whole, one verdict per parameter and no failed sets.
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_if_cache.cpp - the interface tree: one node per service instance of a peer-link
 // interface, with its VLAN-to-VNI table, attributes and list of encap profiles.
 #include <cstring>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_drel_internal.h - what every source file of the library shares and nothing outside sees:
 // the debug-history logging macros, tracked scratch memory and the one checked way to walk a
 // TLV array. The type table and value check are in zorv_drel_types.h, the bitmap helper in

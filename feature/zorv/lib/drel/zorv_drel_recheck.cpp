@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_recheck.cpp - the re-check of a peer's TLV array against the local cache: each
 // remote TLV is paired with the cached entry of the same key and judged by the graceful check.
 #include "zorv_drel_compat.h"

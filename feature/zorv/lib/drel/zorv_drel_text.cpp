@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_text.cpp - type-1 values and VLAN sets as short texts, integer and range utilities.
 // Every renderer owns one fixed global buffer and returns it; nothing is allocated.
 #include <algorithm>

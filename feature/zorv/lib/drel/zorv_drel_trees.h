@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_drel_trees.h - the three configuration trees behind one interface. Each tree names its
 // node and key, builds a key from a TLV, makes a node from one and releases a node; finding,
 // adding a new node and erasing are written once here, so a caller decides and logs only.

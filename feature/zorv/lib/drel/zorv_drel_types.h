@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 // zorv_drel_types.h - everything the library knows about a type-1 type, in one table, and the
 // one check of a value of a type against its length. Every reader of a value asks check_value
 // first and logs its own line when the answer is no.

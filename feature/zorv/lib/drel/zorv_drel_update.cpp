@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zorv_drel_update.cpp - direct changes of the cache: an update message applied TLV by TLV, the
 // removal of every node of one interface, and the bulk rebuild from a TLV array.
 #include "zorv_drel_trees.h"
