@@ -18,7 +18,8 @@
  *    inserts it with tree_insert.
  *  - Text renderers return fixed global buffers that the next call of the same renderer
  *    overwrites.
- *  - Integers in TLV values are u32 in host byte order. Names are 256-byte NUL-terminated fields.
+ *  - Integers in TLV values are u32 in host byte order. Names are 256-byte fields, NUL-terminated
+ *    unless a received name fills all 256 bytes; every compare stops after 256 bytes.
  *  - Not thread-safe: every call must come from the peer manager's single event thread.
  *  - A value taken from a TLV array is never read past its TLV length.
  */
@@ -458,7 +459,8 @@ ZORV_DREL_API extern tree_t *zorv_drel_gbl_cfg_avl;
 ZORV_DREL_API int zorv_drel_gbl_cfg_avl_cmp_func(const void *a, const void *b);
 ZORV_DREL_API uint32_t zorv_drel_set_gbl_key(gbl_cfg_avl_key_t *key, uint16_t type, uint32_t len,
                                              const void *value);
-/* Type 1: value is an encap_name_t whose id is settled and written back; type 2: encap_map_t. */
+/* Type 1: value is an encap_name_t whose id is settled (asked for with the record as it stands)
+ * and written back; type 2: encap_map_t, copied whole, all 256 name bytes included. */
 ZORV_DREL_API gbl_cfg_avl_node_t *zorv_drel_create_gbl_node(const void *unused, uint16_t type,
                                                             uint32_t len, void *value);
 ZORV_DREL_API uint32_t zorv_drel_gbl_cfg_avl_update(gbl_cfg_avl_node_t *node, uint16_t type,
@@ -517,6 +519,7 @@ ZORV_DREL_API if_cfg_avl_node_t *zorv_drel_create_if_node(const if_cfg_avl_key_t
  * are logged and give 0. */
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_update(if_cfg_avl_node_t *node, uint16_t type,
                                                    uint16_t len, const void *value);
+/* Type 6 looks its entry up by the value's encap_name as it stands, over at most 256 bytes. */
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_update_encap(if_cfg_avl_node_t *node, uint16_t type,
                                                          uint32_t len, const void *value,
                                                          uint32_t append);
@@ -526,6 +529,7 @@ ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_append_encap(if_cfg_avl_node_t *node
 /* Pointer to the matching entry's encap_name field, or null. */
 ZORV_DREL_API char *zorv_drel_if_cfg_avl_get_encap(const if_cfg_avl_node_t *node, const char *name);
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_del_encap(if_cfg_avl_node_t *node, const char *name);
+/* Type 6 removes the entry named by the value's encap_name as it stands, over at most 256 bytes. */
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_delete(if_cfg_avl_node_t *node, uint16_t type,
                                                    uint32_t len, const void *value);
 ZORV_DREL_API void zorv_drel_if_cfg_delete_cache_node(if_cfg_avl_node_t *node);
@@ -545,6 +549,9 @@ ZORV_DREL_API extern tree_t *zorv_drel_encap_uid_avl;
 ZORV_DREL_API extern bmp4096_t *free_encap_bmp_p;
 
 ZORV_DREL_API int zorv_drel_encap_uid_avl_cmp(const void *a, const void *b);
+/* A new node of the name with id 0, offered to the tree, which this does not create. A node the
+ * tree refuses (or that has no tree) is handed back all the same, the caller's to free with
+ * zorv_drel_encap_uid_avl_free; null only when no memory is left. */
 ZORV_DREL_API encap_uid_node_t *zorv_drel_encap_uid_avl_insert(const char *name);
 ZORV_DREL_API encap_uid_node_t *zorv_drel_encap_uid_avl_find(const char *name);
 ZORV_DREL_API void zorv_drel_encap_uid_avl_delete(encap_uid_node_t *node);
@@ -565,9 +572,16 @@ ZORV_DREL_API uint32_t zorv_drel_type1_cfg_param_extractor(const msg_t *msg,
                                                            uint32_t *num_tlvs_out,
                                                            uint32_t *reserved_out,
                                                            drelm_app_cmd_extract_info_t **info_out);
+/* A null msg is a null payload (0, nothing written). The four outputs are needed only once the
+ * message holds TLVs; a missing one then gives ZORV_DREL_ERR_INVALID_ARG before anything is
+ * allocated or applied. */
 ZORV_DREL_API uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(
     const msg_t *msg, tlv_array_t **tlv_array_out, uint32_t *num_tlvs_out, uint32_t *reserved_out,
     drelm_app_cmd_extract_info_t **info_out);
+/* Both extractions key a value from its first 8 bytes; a shorter value fails the key
+ * (ZORV_DREL_ERR_INVALID_ARG). Only a new node or an update copies the whole record, and refuses
+ * a value shorter than it. info is written last and needed only then: without it the cache
+ * change stays and ZORV_DREL_ERR_INVALID_ARG is returned. */
 ZORV_DREL_API uint32_t zorv_drel_extract_if_params(uint32_t is_delete, uint16_t type, uint16_t len,
                                                    const void *value, uint32_t if_index,
                                                    drelm_app_cmd_extract_info_t *info);
@@ -578,6 +592,10 @@ ZORV_DREL_API uint32_t zorv_drel_param_extractor_from_cli(void *cookie, const vo
 ZORV_DREL_API uint32_t zorv_drel_extract_encap_map_param(void);
 ZORV_DREL_API uint32_t zorv_drel_extract_encap_profile_param(void);
 
+/* Both key each value from the bytes its key is built from: 8 for interface types and member
+ * VNIs, the 256-byte name for profiles and maps; a shorter value is a key failure. Only the
+ * steps that copy a record (a new node, an update, a rebuilt profile or map) refuse a value
+ * shorter than it, each as a failure of that step. */
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_cache_update(uint32_t is_delete, uint32_t is_gbl,
                                                         uint32_t if_index, const msg_t *msg);
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_cache_rebuild(const tlv_array_t *tlv_array,
@@ -589,6 +607,8 @@ ZORV_DREL_API uint32_t zorv_drel_gbl_cfg_avl_get_params(tlv_array_t **tlv_array_
 ZORV_DREL_API uint32_t zorv_drel_gbl_cfg_memvni_avl_get_params(tlv_array_t **tlv_array_out);
 ZORV_DREL_API uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index,
                                                        tlv_array_t **tlv_array_out);
+/* A value gets its row when it holds what the row's text reads: for a type-9 value of a peer up
+ * to protocol version 39 its head and pairs, from 40 on also the bitmap and name behind them. */
 ZORV_DREL_API uint32_t zorv_drel_type1_cfg_get_param_info(const tlv_array_t *tlv_array,
                                                           drelm_app_info_t **info_out);
 
@@ -633,7 +653,8 @@ ZORV_DREL_API uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *
 ZORV_DREL_API uint32_t zorv_drel_lib_get_bd_for_vni(uint32_t vni);
 ZORV_DREL_API uint32_t zorv_drel_lib_get_bd_bmp_for_vsi(const if_cfg_avl_node_t *if_node,
                                                         bmp4096_t *bd_bmp, bitset_t *vni_set);
-/* On success *map_out points into the cache: do not free it or keep it across an update. */
+/* On success *map_out points into the cache: do not free it or keep it across an update. map_out
+ * is needed only when a map is found. */
 ZORV_DREL_API uint32_t zorv_drel_lib_get_gbl_dot1qmap_for_encap(const char *encap_name,
                                                                 uint32_t **map_out);
 ZORV_DREL_API uint32_t zorv_drel_lib_check_failed_vlans_vni(uint16_t type, const uint32_t *lcl_map,

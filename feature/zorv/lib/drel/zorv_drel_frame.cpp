@@ -91,15 +91,15 @@ uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, const tlv_out &out) noexce
 namespace zorv {
 
 bool value_fits_logged(const char *fn, uint16_t type, uint16_t len, const void *value,
-                       uint16_t shown) noexcept {
-    const value_check c = check_value(type, value, len);
+                       const vsi_all_rules &rules) noexcept {
+    const value_check c = check_value(type, value, len, rules);
     if (c.ok()) return true;
     if (rule_of(type).varies)
-        ZLOG_AS(fn, "%s(%d): Error: malformed value of type:%d len:%d\n", static_cast<int>(shown),
+        ZLOG_AS(fn, "%s(%d): Error: malformed value of type:%d len:%d\n", static_cast<int>(type),
                 static_cast<int>(len));
     else
         ZLOG_AS(fn, "%s(%d): Error: value of type:%d too short (len:%d, need:%d)\n",
-                static_cast<int>(shown), static_cast<int>(len), static_cast<int>(c.need));
+                static_cast<int>(type), static_cast<int>(len), static_cast<int>(c.need));
     return false;
 }
 

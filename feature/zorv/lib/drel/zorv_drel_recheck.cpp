@@ -80,10 +80,7 @@ uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *rmt_tlvs, uint
         }
         uint32_t rc = ZORV_DREL_OK;
         const void *node = find_local_node(r, is_gbl, if_index, rc);
-        if (rc != ZORV_DREL_OK) {
-            ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
-            return rc;
-        }
+        if (rc != ZORV_DREL_OK) return key_failed(__func__, rc);
         if (node == nullptr) {
             ZLOG("%s(%d): lcl value is Null for type:%d\n", r.type);
             return ZORV_DREL_OK;

@@ -76,6 +76,13 @@ struct vsi_all_rules {
     bool nonpositive_empty = false; // a count of 0 or less means no pairs, else negative is refused
 };
 
+// Peers up to version 39 send no allowed-VLAN bitmap or profile name behind the pairs, so a
+// value from them needs only its head and pairs. A local count of 0 or less means no pairs; a
+// count below 0 from elsewhere is refused, as it may come from anyone.
+constexpr vsi_all_rules type9_rules(uint32_t ver, bool local) noexcept {
+    return {.tail = ver > 39, .nonpositive_empty = local};
+}
+
 // Why a value cannot be read as its type.
 enum class value_fault { none, null_value, too_short, negative_count, count_past_end };
 
