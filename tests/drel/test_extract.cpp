@@ -557,6 +557,13 @@ class ExtractIfTest : public ExtractTest {
         return one(is_delete, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(),
                    static_cast<uint16_t>(v.size()), if_index);
     }
+    // Extracts a type-9 value of service instance 7 directly, without a record.
+    static uint32_t nine_without_record(uint32_t if_index) {
+        const auto v = zt::make_vsi_all(if_index, 7, 1, 1, {});
+        return zorv_drel_extract_if_params(0, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                           static_cast<uint16_t>(v.size()), v.data(), if_index,
+                                           nullptr);
+    }
 };
 
 TEST_F(ExtractIfTest, FoundAndAddUpdates) {
@@ -682,10 +689,7 @@ TEST_F(ExtractIfTest, ValueShorterThanItsKeyFailsTheKey) {
 
 // A non-member and a key that cannot be built write no record, so they need none.
 TEST_F(ExtractIfTest, CodesThatWriteNoRecordNeedNone) {
-    const auto v = zt::make_vsi_all(kIf2, 7, 1, 1, {});
-    EXPECT_EQ(zorv_drel_extract_if_params(0, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                                          static_cast<uint16_t>(v.size()), v.data(), kIf2, nullptr),
-              ZORV_DREL_ERR_DRELM_NO_RECORD);
+    EXPECT_EQ(nine_without_record(kIf2), ZORV_DREL_ERR_DRELM_NO_RECORD);
     EXPECT_TRUE(zt::has_log(kIfFn, ": interface:0x2000 is not pelk\n"));
     const uint32_t w[3] = {kIf, 7, 1};
     EXPECT_EQ(zorv_drel_extract_if_params(0, 3, sizeof w, w, kIf, nullptr),
@@ -697,10 +701,7 @@ TEST_F(ExtractIfTest, CodesThatWriteNoRecordNeedNone) {
 
 // The record is written last: without one the cache change is made and the call refused.
 TEST_F(ExtractIfTest, MissingRecordIsRefusedWhereItWouldBeWritten) {
-    const auto v = zt::make_vsi_all(kIf, 7, 1, 1, {});
-    EXPECT_EQ(zorv_drel_extract_if_params(0, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
-                                          static_cast<uint16_t>(v.size()), v.data(), kIf, nullptr),
-              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_EQ(nine_without_record(kIf), ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_TRUE(zt::has_log(kIfFn, ": created avl node\n"));
     EXPECT_FALSE(zt::has_log(kIfFn, ": If param for ifindex:0x1000  action:replace\n"));
     EXPECT_NE(zt::if_node(kIf, 7), nullptr);
