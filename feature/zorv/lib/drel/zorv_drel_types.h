@@ -53,16 +53,6 @@ constexpr const type_rule &rule_of(uint16_t type) noexcept {
     return type < kTypeRules.size() ? kTypeRules[type] : kTypeRules[0];
 }
 
-// The key bytes a value of `type` needs when the walk that reads it is of the global scope
-// (`is_gbl`) or of one interface: 0 when the scope's key builder refuses the type unread.
-constexpr uint32_t key_len_in_scope(uint32_t is_gbl, uint16_t type) noexcept {
-    const type_rule &r = rule_of(type);
-    const bool in_scope = is_gbl != 0
-                              ? r.scope == type_scope::global || r.scope == type_scope::member_vni
-                              : r.scope == type_scope::interface;
-    return in_scope ? r.key_len : 0;
-}
-
 // A type-9 value, checked against its length.
 struct vsi_all_view {
     const vsi_all_t *head = nullptr;      // if_index, vsi, admin, map_mode, dyn_map_cnt
