@@ -36,20 +36,32 @@
 #include <platform/tree.h>
 
 /* Record layouts are ABI: each record below is followed by the size and field offsets it must
- * keep, so a change that moves a field fails to compile. */
-#ifdef __cplusplus
-#define ZORV_STATIC_ASSERT(c, m) static_assert(c, m)
-#else
-#define ZORV_STATIC_ASSERT(c, m) _Static_assert(c, m)
-#endif
-/* ZORV_LAYOUT(t, size, offsets): t is size bytes long and every field of offsets is where it
+ * keep, so a change that moves a field fails to compile, in C99 as in C11 and C++.
+ * ZORV_LAYOUT(t, size, offsets): t is size bytes long and every field of offsets is where it
  * says (1 for a record whose only field is its first, which C puts at 0). ZORV_AT3 checks three
- * fields at once, so that a record's layout takes few lines. */
+ * fields at once, so that a record's layout takes few lines. C99 has no static assertion: there
+ * the check is an array type whose size is negative, named after the record, when it fails. */
+#if defined(__cplusplus)
+#define ZORV_LAYOUT(t, s, offsets) static_assert(sizeof(t) == (s) && (offsets), "layout of " #t)
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define ZORV_LAYOUT(t, s, offsets) _Static_assert(sizeof(t) == (s) && (offsets), "layout of " #t)
+#else
 #define ZORV_LAYOUT(t, s, offsets)                                                                 \
-    ZORV_STATIC_ASSERT(sizeof(t) == (s) && (offsets), "layout of " #t)
+    typedef char zorv_layout_of_##t[(sizeof(t) == (s) && (offsets)) ? 1 : -1]
+#endif
 #define ZORV_AT(t, f, o) (offsetof(t, f) == (o))
 #define ZORV_AT3(t, f1, o1, f2, o2, f3, o3)                                                        \
     (ZORV_AT(t, f1, o1) && ZORV_AT(t, f2, o2) && ZORV_AT(t, f3, o3))
+
+/* ZORV_FLEX_ARRAY(type, name): the record's last field, `type name[]`. C++ has no flexible array
+ * member; g++ and clang++ lay one out as C does, and take it here without a pedantic warning. */
+#if defined(__cplusplus)
+#define ZORV_FLEX_ARRAY(type, name)                                                                \
+    _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wpedantic\"") type name[];   \
+    _Pragma("GCC diagnostic pop")
+#else
+#define ZORV_FLEX_ARRAY(type, name) type name[];
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -199,12 +211,12 @@ ZORV_LAYOUT(vsi_dyn_map_t, 8, ZORV_AT(vsi_dyn_map_t, dot1q, 4));
 /* Type 9: the attributes of a service instance. Variable length: 792 + 8 * dyn_map_cnt.
  * Behind the dyn_map_cnt pairs follows a vsi_all_tail_t; use ZORV_VSI_ALL_TAIL to reach it. */
 typedef struct vsi_all {
-    uint32_t if_index;       /* parent interface ifindex */
-    uint32_t vsi;            /* service-instance id */
-    uint32_t admin;          /* admin status, 0 = down */
-    uint32_t map_mode;       /* ZORV_MAP_MODE_* */
-    uint32_t dyn_map_cnt;    /* N, the number of dyn_map pairs (read as signed by checks) */
-    vsi_dyn_map_t dyn_map[]; /* N pairs in ascending VLAN order */
+    uint32_t if_index;    /* parent interface ifindex */
+    uint32_t vsi;         /* service-instance id */
+    uint32_t admin;       /* admin status, 0 = down */
+    uint32_t map_mode;    /* ZORV_MAP_MODE_* */
+    uint32_t dyn_map_cnt; /* N, the number of dyn_map pairs (read as signed by checks) */
+    ZORV_FLEX_ARRAY(vsi_dyn_map_t, dyn_map) /* N pairs in ascending VLAN order */
 } vsi_all_t;
 ZORV_LAYOUT(vsi_all_t, 20,
             ZORV_AT3(vsi_all_t, vsi, 4, admin, 8, map_mode, 12) &&
@@ -317,10 +329,10 @@ ZORV_LAYOUT(type1_compat_result_t, 528, ZORV_AT(type1_compat_result_t, vni_set, 
 
 /* Update record carried by the type-1 update messages. */
 typedef struct zorv_type1_upd {
-    uint32_t is_delete; /* nonzero: delete the TLVs; 0: add or replace */
-    uint32_t if_index;  /* 0: global parameters; else the interface they belong to */
-    uint32_t param_len; /* bytes of the TLV array that follows, its header included */
-    uint8_t param[];    /* an aligned TLV array (tlv_array_t) */
+    uint32_t is_delete;             /* nonzero: delete the TLVs; 0: add or replace */
+    uint32_t if_index;              /* 0: global parameters; else the interface they belong to */
+    uint32_t param_len;             /* bytes of the TLV array that follows, its header included */
+    ZORV_FLEX_ARRAY(uint8_t, param) /* an aligned TLV array (tlv_array_t) */
 } zorv_type1_upd_t;
 ZORV_LAYOUT(zorv_type1_upd_t, 12, ZORV_AT3(zorv_type1_upd_t, if_index, 4, param_len, 8, param, 12));
 
@@ -352,8 +364,8 @@ ZORV_LAYOUT(drelm_app_info_entry_t, 780,
 
 /* Printable rows of a TLV array, memory type 4. */
 typedef struct drelm_app_info {
-    uint32_t count;                   /* number of entries */
-    drelm_app_info_entry_t entries[]; /* one per TLV */
+    uint32_t count;                                  /* number of entries */
+    ZORV_FLEX_ARRAY(drelm_app_info_entry_t, entries) /* one per TLV */
 } drelm_app_info_t;
 ZORV_LAYOUT(drelm_app_info_t, 4, ZORV_AT(drelm_app_info_t, entries, 4));
 
@@ -365,9 +377,9 @@ typedef struct zorv_range {
 ZORV_LAYOUT(zorv_range_t, 8, ZORV_AT(zorv_range_t, last, 4));
 
 typedef struct zorv_mrange {
-    uint32_t reserved;     /* not read */
-    uint32_t count;        /* number of ranges */
-    zorv_range_t ranges[]; /* the ranges, in order */
+    uint32_t reserved;                    /* not read */
+    uint32_t count;                       /* number of ranges */
+    ZORV_FLEX_ARRAY(zorv_range_t, ranges) /* the ranges, in order */
 } zorv_mrange_t;
 ZORV_LAYOUT(zorv_mrange_t, 8, ZORV_AT(zorv_mrange_t, ranges, 8));
 
