@@ -57,7 +57,8 @@ def write_exports(src, lib, out):
     run(["abidw", "--exported-interfaces-only", "--drop-private-types",
          "--headers-dir", include_dirs(src)[0],
          "--headers-dir", os.path.join(include_dirs(src)[1], "platform"),
-         "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "--no-parameter-names",
+         "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "--short-locs",
+         "--no-parameter-names",
          "--type-id-style", "hash", "--out-file", out, lib])
 
 
