@@ -44,7 +44,7 @@ bool open_debug_file() noexcept {
     char path[4096];
     const int n = std::snprintf(path, sizeof path, "%s.%d", debug_file_base(),
                                 static_cast<int>(context_number()));
-    if (n < 0 || static_cast<size_t>(n) >= sizeof path) return false;
+    if (static_cast<size_t>(n) >= sizeof path) return false; // an error (n < 0) too
     FILE *f = std::fopen(path, "a");
     if (f == nullptr) return false;
     zorv_drel_lib_debug_file = f;
