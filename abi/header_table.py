@@ -72,6 +72,9 @@ def macros(text, dirs):
             current = marker.group(1)
             continue
         define = re.match(r"#define (\w+)(\(?)\s*(.*)$", line)
+        # The release number changes with every release by design: it is not part of the contract.
+        if define and re.search(r"_VERSION(_MAJOR|_MINOR|_PATCH)?$", define.group(1)):
+            continue
         if define and public(current, dirs) and define.group(2) == "":
             found[define.group(1)] = " ".join(define.group(3).split())
     return found

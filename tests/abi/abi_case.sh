@@ -52,6 +52,8 @@ edit() {
 apply() {
   case $1 in
     unchanged) ;;
+    release_number) # the version macros change with every release and are not tabled
+      edit "$drel/zorv_drel.h" 's/(\n#define ZORV_DREL_LIB_SERVICE_ID)/\n#define ZORV_DREL_PROBE_VERSION_MINOR 7u$1/' ;;
     wire_record_field) # a field inserted into the update record, its layout check updated
       edit "$drel/zorv_drel.h" 's/(\n(\s*)uint32_t param_len;)/\n$2uint32_t flags;$1/'
       edit "$drel/zorv_drel.h" 's/(ZORV_LAYOUT\(zorv_type1_upd_t,\s*)12(,.*?param_len,\s*)8(,\s*param,\s*)12/${1}16${2}12${3}16/s' ;;
