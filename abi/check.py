@@ -9,7 +9,8 @@ Three parts, each against its file in the baseline directory:
                                         prototype and variable of zorv_drel.h and the platform
                                         headers (header_table.py), wire records no function
                                         names and the platform's prototypes included
-  platform imports platform_imports.txt the platform symbols the library needs (nm -D)
+  platform imports platform_imports.txt the platform symbols the library needs: its undefined
+                                        symbols (nm -D) that the platform headers declare
 
 It ends with one line: "ABI check: no change", "ABI check: compatible addition" (or "compatible
 change" when the library merely needs fewer platform symbols) or "ABI check: incompatible", and
@@ -62,21 +63,37 @@ def write_exports(src, lib, out):
          "--type-id-style", "hash", "--out-file", out, lib])
 
 
-def platform_imports(lib):
-    """Undefined, unversioned symbols outside the reserved namespace: what the platform gives."""
-    names = []
+def platform_declarations(src):
+    """The functions the platform headers declare, each with its header (<platform/x.h>)."""
+    folder = os.path.join(include_dirs(src)[1], "platform")
+    declared = {}
+    for name in sorted(os.listdir(folder)):
+        with open(os.path.join(folder, name)) as f:
+            # declarations only: comments mention the calls of other headers
+            text = re.sub(r"/\*.*?\*/|//[^\n]*", "", f.read(), flags=re.S)
+        for function in re.findall(r"\b(\w+)\s*\(", text):
+            declared.setdefault(function, f"<platform/{name}>")
+    return declared
+
+
+def platform_imports(lib, src):
+    """The symbols the library needs (nm -D --undefined-only, symbol versions dropped) that the
+    platform headers declare: the C and C++ runtimes', and a sanitizer's, are not the platform's."""
+    declared = platform_declarations(src)
+    names = set()
     for line in run(["nm", "-D", "--undefined-only", lib]).stdout.splitlines():
         fields = line.split()
-        if len(fields) == 2 and fields[0] == "U" and "@" not in fields[1] \
-                and not fields[1].startswith("_"):
-            names.append(fields[1])
+        if len(fields) == 2 and fields[0] == "U":
+            name = fields[1].split("@")[0]
+            if name in declared:
+                names.add(name)
     return sorted(names)
 
 
-def write_imports(lib, out):
+def write_imports(src, lib, out):
     with open(out, "w") as f:
         f.write("# The platform symbols libzorvdrel imports: written by ./dev abi-update.\n")
-        f.writelines(f"import {n}\n" for n in platform_imports(lib))
+        f.writelines(f"import {n}\n" for n in platform_imports(lib, src))
 
 
 def entries(path):
@@ -147,7 +164,7 @@ def main():
             "platform_imports.txt": os.path.join(args.work, "platform_imports.txt")}
     write_headers(args.src, made["headers.txt"])
     write_exports(args.src, args.lib, made["libzorvdrel.abi"])
-    write_imports(args.lib, made["platform_imports.txt"])
+    write_imports(args.src, args.lib, made["platform_imports.txt"])
     if args.update:
         for name, path in made.items():
             shutil.copyfile(path, os.path.join(args.baseline, name))

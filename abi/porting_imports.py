@@ -15,30 +15,18 @@ import sys
 
 sys.dont_write_bytecode = True  # nothing of the check lands in the source tree
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from check import platform_imports  # noqa: E402
+from check import platform_declarations, platform_imports  # noqa: E402
 
 BEGIN = "<!-- platform imports: made by ./dev abi-update; the test docs_platform_imports checks it -->"
 END = "<!-- end of platform imports -->"
 
 
-def header_of(name, headers):
-    for header, text in headers.items():
-        if re.search(rf"\b{name}\s*\(", text):
-            return header
-    return "(declared in no platform header)"
-
-
 def block(src, lib):
-    folder = os.path.join(src, "platform/include/platform")
-    headers = {}
-    for f in sorted(os.listdir(folder)):
-        with open(os.path.join(folder, f)) as h:
-            # declarations only: comments mention the calls of other headers
-            headers[f"<platform/{f}>"] = re.sub(r"/\*.*?\*/|//[^\n]*", "", h.read(), flags=re.S)
+    declared = platform_declarations(src)
     groups = {}
-    names = platform_imports(lib)
+    names = platform_imports(lib, src)
     for name in names:
-        groups.setdefault(header_of(name, headers), []).append(name)
+        groups.setdefault(declared[name], []).append(name)
     lines = [BEGIN, "", f"The library imports these {len(names)} symbols:", "",
              "| Header | Symbols |", "|---|---|"]
     for header in sorted(groups):
@@ -71,7 +59,8 @@ def main():
               f"In the guide:\n{found.group(0)}\nImported:\n{wanted}\nRun ./dev abi-update.",
               file=sys.stderr)
         return 1
-    print(f"porting_imports: the guide lists the {len(platform_imports(args.lib))} imported symbols")
+    print(f"porting_imports: the guide lists the {len(platform_imports(args.lib, args.src))} "
+          "imported symbols")
     return 0
 
 

@@ -1513,8 +1513,9 @@ ZORV_DREL_API uint32_t zorv_drel_lib_get_bd_bmp_for_vsi(const if_cfg_avl_node_t 
 ZORV_DREL_API uint32_t zorv_drel_lib_get_gbl_dot1qmap_for_encap(const char *encap_name,
                                                                 uint32_t **map_out);
 /**
- * Failed VLANs of two dot1q-to-VNI maps, as bridge domains: for each VLAN 0..4095 with a local VNI
- * that the remote map does not have, the VNI's bridge domain (0 included) is marked failed.
+ * Failed VLANs of two dot1q-to-VNI maps, as bridge domains: for each VLAN 0..4095 whose local
+ * VNI is nonzero and differs from the remote one, the VNI's bridge domain (0 included) is marked
+ * failed.
  * @param type the type whose code a failure returns.
  * @param lcl_map the local map, 4096 VNIs; null: the type's code at once (outputs initialised).
  * @param rmt_map the remote map; null: every locally mapped VLAN fails.
