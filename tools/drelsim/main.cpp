@@ -10,6 +10,7 @@
 #include "compare.h"
 #include "generate.h"
 #include "import.h"
+#include "policy.h"
 #include "report.h"
 #include "scenario.h"
 #include "scenario_write.h"
@@ -51,40 +52,51 @@ int run_generate(const GenOptions &g, const std::string &out) {
     return write_out(out, generate_scenario(g), "generate") ? 0 : kExitUsage;
 }
 
-// The two configurations as a scenario, with the import's warnings.
-Scenario imported_pair(const RunArgs &a, std::vector<ImportWarning> &warnings) {
-    const SwitchImport sw_a = import_switch(a.configs[0]);
-    const SwitchImport sw_b = import_switch(a.configs[1]);
-    return pair_scenario(sw_a, sw_b, warnings);
-}
-
-std::string warning_text(const ImportWarning &w) {
-    return (w.file.empty() ? "pair" : w.file + (w.line ? ":" + std::to_string(w.line) : "")) +
-           ": " + w.text;
+// The two configurations as a scenario; what was read goes to `imp`.
+Scenario imported_pair(const RunArgs &a, ImportReport &imp) {
+    imp.sw[0] = import_switch(a.configs[0]);
+    imp.sw[1] = import_switch(a.configs[1]);
+    return pair_scenario(imp.sw[0], imp.sw[1], imp.warnings);
 }
 
 int run_import(const RunArgs &a) {
-    std::vector<ImportWarning> warnings;
+    ImportReport imp;
     Scenario s;
     try {
-        s = imported_pair(a, warnings);
+        s = imported_pair(a, imp);
     } catch (const InputError &e) {
         std::cerr << "drelsim: configuration error: " << e.what() << "\n";
         return kExitUsage;
     }
     std::vector<std::string> comments{"Imported by drelsim import " + a.configs[0] + " " +
                                       a.configs[1] + " (rules: docs/import.md)"};
-    for (auto &w : warnings)
+    for (auto &w : imp.warnings)
         comments.push_back("warning: " + warning_text(w));
     return write_out(a.output, scenario_yaml(s, comments), "import") ? 0 : kExitUsage;
 }
 
+// The run's policy: --fail-on, --baseline and --step; throws InputError for a bad baseline.
+Policy run_policy(const RunArgs &a) {
+    Policy p;
+    p.fail_on_tolerated = a.fail_on == "tolerated";
+    p.judged_round = a.step;
+    if (!a.baseline.empty()) p.accepted = load_baseline(a.baseline), p.has_baseline = true;
+    return p;
+}
+
 int run_scenario(const RunArgs &a, bool import) {
     Scenario s;
-    std::vector<ImportWarning> warnings;
+    ImportReport imp;
+    ReportOptions ro;
+    try {
+        ro.policy = run_policy(a);
+    } catch (const InputError &e) {
+        std::cerr << "drelsim: baseline error: " << e.what() << "\n";
+        return kExitUsage;
+    }
     try {
         if (import)
-            s = imported_pair(a, warnings);
+            s = imported_pair(a, imp);
         else
             s = a.file.empty()
                     ? load_scenario_text(default_scenario_text(), "built-in default scenario")
@@ -109,21 +121,40 @@ int run_scenario(const RunArgs &a, bool import) {
             std::cerr << "drelsim: peer " << side_name(side) << ": " << sim.peer[side].fatal
                       << "\n";
     if (!sim.complete()) return kExitBroken;
-    const auto views = build_views(s, sim);
-    ReportOptions ro{a.diff, a.timing, so.events_side};
-    for (auto &w : warnings)
-        std::cerr << "drelsim: warning: " << warning_text(w) << "\n";
-    std::cout << (a.json ? json_report(s, sim, views, ro) : text_report(s, sim, views, ro));
-    return verdict_status(views);
+    auto views = build_views(s, sim);
+    apply_policy(views, ro.policy);
+    ro.diff = a.diff, ro.full = a.full, ro.timing = a.timing, ro.events_side = so.events_side;
+    ro.import = import ? &imp : nullptr;
+    if (!a.junit.empty()) {
+        std::ofstream f(a.junit);
+        junit_report(f, s, views);
+        if (!f) {
+            std::cerr << "drelsim: cannot write " << a.junit << "\n";
+            return kExitUsage;
+        }
+    }
+    a.json ? json_report(std::cout, s, sim, views, ro) : text_report(std::cout, s, sim, views, ro);
+    return policy_status(views, ro.policy);
 }
 
 // The options of a run, shared by the scenario run and `check`.
 void report_options(CLI::App &app, RunArgs &a) {
     app.add_flag("--json", a.json, "print the report as JSON (schema in tools/drelsim/README.md)");
     app.add_flag("--diff", a.diff, "show only the parameter rows that differ");
+    app.add_flag("--full", a.full,
+                 "show every scope, row and charged instance (a large pair otherwise shows the "
+                 "summary and only what differs)");
+    app.add_option("--junit", a.junit,
+                   "also write a JUnit XML file: one test case per scope and round");
+    app.add_option("--fail-on", a.fail_on,
+                   "what fails the run: charged (default) or tolerated (any difference)")
+        ->check(CLI::IsMember({"charged", "tolerated"}));
+    app.add_option("--baseline", a.baseline,
+                   "an accepted earlier JSON report: fail only on differences not in it");
     app.add_option("--events", a.events, "print the debug history of peer A or B after the report")
         ->check(CLI::IsMember({"A", "B"}));
-    app.add_option("--step", a.step, "stop after step N (0: only the initial check)")
+    app.add_option("--step", a.step,
+                   "stop after step N (0: only the initial check) and judge that round only")
         ->check(CLI::NonNegativeNumber);
     app.add_flag("--timing", a.timing, "show how long each phase of each round took");
     app.add_option("--corrupt-frame", a.corrupt,
@@ -138,8 +169,17 @@ int main(int argc, char **argv) try {
     CLI::App app{
         "drelsim - run two peer switches on this machine, let libzorvdrel check their type-1\n"
         "configuration against each other, and print one consistency report.\n"
-        "Exit status: 0 all checks of the last round pass, 1 a check fails, 2 usage or\n"
-        "scenario error, 3 the simulation could not run (library not loadable, peer died)."};
+        "  drelsim check A.cfg B.cfg      check two switches' configuration files as a pair\n"
+        "  drelsim [scenario.yaml]        run a scenario (the built-in one without a file)\n"
+        "Configuration formats (recognised by content): EOS-style running-config, its\n"
+        "structured YAML, ifupdown2 interfaces, NVUE startup.yaml, SONiC config_db.json.\n"
+        "Exit status: 0 no scope of any round fails (with --step N: of round N), 1 a scope\n"
+        "fails (with --fail-on tolerated: any difference; with --baseline: one not in the\n"
+        "baseline), 2 usage, scenario, configuration or baseline error, 3 the simulation\n"
+        "could not run (library not loadable, peer died, out of memory).\n"
+        "JSON report: schema 2 (tools/drelsim/README.md); schema 1 lacked import, policy,\n"
+        "hazards, summary, flagged, accepted, whole_scope, charged and the VLANs of failed\n"
+        "VNIs, and its exit status judged the last round only."};
     app.require_subcommand(0, 1);
     RunArgs a;
     app.add_option("scenario", a.file,
