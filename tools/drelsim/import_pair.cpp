@@ -89,7 +89,8 @@ void pair_warnings(const SwitchImport &a, const SwitchImport &b, std::vector<Imp
     for (const SwitchImport *sw : {&a, &b})
         if (sw->domain_id.empty())
             w.push_back({sw->file, 0, "no MLAG domain id: the pair is taken as given"});
-    if (!a.peer_address.empty() && !b.local_address.empty() && a.peer_address != b.local_address)
+    if (!a.peer_address.empty() && a.peer_address != "linklocal" && !b.local_address.empty() &&
+        a.peer_address != b.local_address)
         w.push_back({a.file, 0,
                      "MLAG peer address " + a.peer_address + " is not " + b.file +
                          "'s local address " + b.local_address});
