@@ -303,7 +303,8 @@ std::string vni_cell(const PeerView &v) {
 }
 
 std::string charged_cell(const PeerView &v) {
-    if (!v.whole_scope.empty()) return "all " + std::to_string(v.charged.size());
+    if (!v.whole_scope.empty())
+        return v.charged.empty() ? "whole" : "whole " + std::to_string(v.charged.size());
     return v.charged.empty() ? "-" : std::to_string(v.charged.size());
 }
 
