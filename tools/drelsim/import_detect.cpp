@@ -22,21 +22,13 @@ std::string first_word(const std::string &text) {
     return a == text.npos ? "" : text.substr(a, 1);
 }
 
-// A text that stops in the middle of a line was cut short.
-void refuse_cut_text(const std::string &text, const std::string &file) {
-    if (!text.empty() && text.back() != '\n')
-        throw ImportError(file + ":" + std::to_string(line_of(text, text.size())) +
-                          ": the file ends in the middle of a line: expected a complete "
-                          "configuration (is it truncated?)");
-}
-
 } // namespace
 
 SwitchImport import_switch(const std::string &path) {
     const std::string text = read_input(path);
     check_text(text, path);
     if (first_word(text) == "{") return import_sonic(text, path);
-    refuse_cut_text(text, path);
+    check_complete(text, path);
     if (has_line(text, {"- set:", "- header:", "set:"})) return import_nvue(text, path);
     if (has_line(text, {"vxlan_interface:", "port_channel_interfaces:", "mlag_configuration:"}))
         return import_eos_yaml(text, path);

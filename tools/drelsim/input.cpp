@@ -44,6 +44,13 @@ void check_text(const std::string &text, const std::string &source) {
     }
 }
 
+void check_complete(const std::string &text, const std::string &source) {
+    if (!text.empty() && text.back() != '\n')
+        throw InputError(source + ":" + std::to_string(line_of(text, text.size())) +
+                         ": the file ends in the middle of a line: expected a complete file (is "
+                         "it truncated?)");
+}
+
 std::string echo(const std::string &value) {
     std::string out = "\"";
     const size_t shown = std::min(value.size(), kEchoMax);

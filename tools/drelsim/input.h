@@ -25,6 +25,9 @@ std::string read_input(const std::string &path);
 // `source` and the line.
 void check_text(const std::string &text, const std::string &source);
 
+// Refuses a text that stops in the middle of a line, as a cut-short file does.
+void check_complete(const std::string &text, const std::string &source);
+
 // `value` quoted for a complaint: control bytes as \xNN; past kEchoMax characters it is cut and
 // followed by its length: "abc..." (50000000 characters).
 std::string echo(const std::string &value);

@@ -402,7 +402,10 @@ Scenario load_scenario_text(const std::string &text, const std::string &source) 
 }
 
 Scenario load_scenario_file(const std::string &path) {
-    return load_scenario_text(read_input(path), path);
+    const std::string text = read_input(path);
+    check_text(text, path);
+    check_complete(text, path);
+    return load_scenario_text(text, path);
 }
 
 } // namespace drelsim
