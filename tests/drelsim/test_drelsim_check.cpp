@@ -183,9 +183,9 @@ TEST_F(Check, ShutDownPortChannelChargesItsWholeInstance) {
 
 TEST_F(Check, VlanRemovedFromATrunkIsChargedOnThatTrunkOnly) {
     const std::string pair = "avd-single-dc-l3ls-leaf1";
-    const std::string b = edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg",
-                                 "switchport trunk allowed vlan 11-12,21-22\n",
-                                 "switchport trunk allowed vlan 11-12,21\n");
+    const std::string b =
+        edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg", "switchport trunk allowed vlan 11-12,21-22\n",
+               "switchport trunk allowed vlan 11-12,21\n");
     Outcome r = check(real(pair, "dc1-leaf1a.cfg"), b);
     ASSERT_EQ(r.status, 1) << r.err;
     EXPECT_EQ(failing(r.report()), std::set<std::string>{"peer link 5 (Port-Channel5)"});
@@ -233,19 +233,20 @@ TEST_P(Samples, EditedVniIsChargedAlone) {
     EXPECT_EQ(suspended_on(r.report(), "A").size(), f.suspended);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Drelsim, Samples,
-    ::testing::Values(
-        // bond2 and bond3 (which takes every VLAN of the bridge) carry VLAN 20
-        SampleFormat{"interfaces", "ifupdown2", "20=10020", "20=10021", 2},
-        SampleFormat{"startup.yaml", "nvue", "'10020': {}", "'10021': {}", 1},
-        SampleFormat{"config_db.json", "sonic", "\"vlan\": \"Vlan20\", \"vni\": \"10020\"",
-                     "\"vlan\": \"Vlan20\", \"vni\": \"10021\"", 1}),
-    [](const ::testing::TestParamInfo<SampleFormat> &i) {
-        std::string n = i.param.format;
-        n[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(n[0])));
-        return n;
-    });
+INSTANTIATE_TEST_SUITE_P(Drelsim, Samples,
+                         ::testing::Values(
+                             // bond2 and bond3 (which takes every VLAN of the bridge) carry VLAN 20
+                             SampleFormat{"interfaces", "ifupdown2", "20=10020", "20=10021", 2},
+                             SampleFormat{"startup.yaml", "nvue", "'10020': {}", "'10021': {}", 1},
+                             SampleFormat{"config_db.json", "sonic",
+                                          "\"vlan\": \"Vlan20\", \"vni\": \"10020\"",
+                                          "\"vlan\": \"Vlan20\", \"vni\": \"10021\"", 1}),
+                         [](const ::testing::TestParamInfo<SampleFormat> &i) {
+                             std::string n = i.param.format;
+                             n[0] =
+                                 static_cast<char>(std::toupper(static_cast<unsigned char>(n[0])));
+                             return n;
+                         });
 
 TEST_F(Check, TwoMlagDomainsAreRefused) {
     const std::string pair = "avd-single-dc-l3ls-leaf1";
@@ -278,7 +279,8 @@ TEST_F(Check, UnknownFormatNamesWhatWasLookedFor) {
     const std::string f = write("notes.txt", "just some notes\nabout a switch\n");
     Outcome r = check(f, sample("leaf02.interfaces"));
     EXPECT_EQ(r.status, 2);
-    EXPECT_NE(r.err.find("drelsim: configuration error: " + f + ":1: unknown format: expected one "
+    EXPECT_NE(r.err.find("drelsim: configuration error: " + f +
+                         ":1: unknown format: expected one "
                          "of an EOS-style running-config"),
               std::string::npos)
         << r.err;
@@ -308,7 +310,8 @@ TEST_F(Check, UnpairedMlagPortIsWarnedAndItsScopeCharged) {
 
 TEST_F(Check, ImportWritesAScenarioThatRunsTheSame) {
     const std::string out = dir_ + "/pair.yaml";
-    Outcome imp = run({"import", sample("leaf01.interfaces"), sample("leaf02.interfaces"), "-o", out});
+    Outcome imp =
+        run({"import", sample("leaf01.interfaces"), sample("leaf02.interfaces"), "-o", out});
     ASSERT_EQ(imp.status, 0) << imp.err;
     const std::string text = slurp(out);
     EXPECT_EQ(text.rfind("# Imported by drelsim import ", 0), 0u);
@@ -402,8 +405,8 @@ TEST_P(HostileFiles, ExitTwoWithFileAndLine) {
     const bool scenario = h.format == "scenario";
     Outcome r = scenario ? run({path}) : check(path, sample("leaf01.interfaces"));
     EXPECT_EQ(r.status, 2) << r.err.substr(0, 500);
-    const std::string head = std::string("drelsim: ") +
-                             (scenario ? "scenario" : "configuration") + " error: " + path + ":";
+    const std::string head = std::string("drelsim: ") + (scenario ? "scenario" : "configuration") +
+                             " error: " + path + ":";
     ASSERT_EQ(r.err.rfind(head, 0), 0u) << r.err.substr(0, 500);
     const int got = std::atoi(r.err.c_str() + head.size());
     if (line) {

@@ -198,9 +198,9 @@ switches:
 
 TEST_F(Ci, AtScaleTheTextShowsTheSummaryAndOnlyWhatDiffers) {
     const std::string big = dir_ + "/big.yaml";
-    ASSERT_EQ(run({"generate", "--vnis", "50", "--interfaces", "20", "--vsis", "2", "-o", big})
-                  .status,
-              0);
+    ASSERT_EQ(
+        run({"generate", "--vnis", "50", "--interfaces", "20", "--vsis", "2", "-o", big}).status,
+        0);
     Outcome r = run({big});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("  PASS     peer link 17 (port-channel17)"), std::string::npos);
@@ -237,9 +237,9 @@ TEST_F(Ci, OutOfMemoryIsExitThreeWithAMessage) {
     GTEST_SKIP() << "the address sanitizer reserves more address space than the limit allows";
 #else
     const std::string big = dir_ + "/big.yaml";
-    ASSERT_EQ(run({"generate", "--vnis", "300000", "--interfaces", "1", "--vsis", "1", "-o", big})
-                  .status,
-              0);
+    ASSERT_EQ(
+        run({"generate", "--vnis", "300000", "--interfaces", "1", "--vsis", "1", "-o", big}).status,
+        0);
     Outcome r = run({big}, 120u << 20);
     EXPECT_EQ(r.status, 3);
     EXPECT_EQ(r.err, "drelsim: out of memory: the input is too large for the memory this process "
@@ -251,7 +251,8 @@ TEST_F(Ci, GenerateRefusesWhatTheLoaderWouldRefuse) {
     Outcome none = run({"generate", "--interfaces", "0"});
     EXPECT_EQ(none.status, 2);
     EXPECT_EQ(none.err, "drelsim generate: --interfaces: expected 1..65535\n");
-    EXPECT_EQ(run({"generate", "--vsis", "0"}).err, "drelsim generate: --vsis: expected 1..65535\n");
+    EXPECT_EQ(run({"generate", "--vsis", "0"}).err,
+              "drelsim generate: --vsis: expected 1..65535\n");
     Outcome huge = run({"generate", "--interfaces", "65535", "--vsis", "65535"});
     EXPECT_EQ(huge.status, 2);
     EXPECT_EQ(huge.err, "drelsim generate: --interfaces x --vsis = 4294836225 service instances: "

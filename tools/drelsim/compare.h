@@ -56,8 +56,8 @@ struct ScopeView {
     bool pass = true;
     size_t tolerated = 0;         // differing rows the checks let through
     std::vector<ParamLine> lines; // as seen from switch A
-    bool flagged = false; // counts against the exit status under the run's policy
-    bool accepted = false; // fails, but only with differences the baseline report accepts
+    bool flagged = false;         // counts against the exit status under the run's policy
+    bool accepted = false;        // fails, but only with differences the baseline report accepts
 };
 
 struct RoundView {

@@ -38,14 +38,13 @@ std::vector<ChargedInstance> instances(const std::vector<const Interface *> &int
 }
 
 // Why the whole scope is charged, in words; empty when the checks name VNIs.
-std::string whole_scope_words(const PeerView &v, int side, const std::string &scope,
-                              bool global) {
+std::string whole_scope_words(const PeerView &v, int side, const std::string &scope, bool global) {
     const std::string me(1, side_name(side)), other(1, side_name(1 - side));
     const std::string whole = global ? ": the whole global configuration is inconsistent"
                                      : ": the whole interface is inconsistent";
-    if (v.status == "missing")
-        return other + " sent no parameters for " + scope + whole;
-    if (v.status == "refused") return other + "'s parameters for " + scope + " were refused" + whole;
+    if (v.status == "missing") return other + " sent no parameters for " + scope + whole;
+    if (v.status == "refused")
+        return other + "'s parameters for " + scope + " were refused" + whole;
     if (v.status == "no-interface") return me + " has no interface for " + scope + whole;
     if (v.pass || !v.r || !v.failed.empty()) return "";
     for (const CheckResult *c : {&v.r->graceful, &v.r->strict, &v.r->recheck})
@@ -61,7 +60,8 @@ std::string whole_scope_words(const PeerView &v, int side, const std::string &sc
 
 std::string row_key(const Row &r) {
     if (r.type == ZORV_TYPE1_GBL_MEMBER_VNI) return "VNI " + std::to_string(r.vni);
-    if (r.type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES) return "service instance " + std::to_string(r.vsi);
+    if (r.type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES)
+        return "service instance " + std::to_string(r.vsi);
     return "profile " + r.profile;
 }
 

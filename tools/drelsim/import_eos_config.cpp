@@ -10,14 +10,14 @@ namespace {
 
 struct Reader {
     SwitchImport &sw;
-    std::string section;                      // the top-level line the current section opened
-    size_t sub_indent = 0;                    // indent of the section's own commands
-    MlagPort port;                            // the port-channel being read
+    std::string section;   // the top-level line the current section opened
+    size_t sub_indent = 0; // indent of the section's own commands
+    MlagPort port;         // the port-channel being read
     bool in_port = false, port_is_mlag = false, trunk = false, access_set = false;
-    VlanSet trunk_allowed, access;            // as written
-    bool trunk_list = false;                  // a "switchport trunk allowed vlan" list was given
-    std::map<std::string, std::string> addr;  // interface -> its IP address
-    std::string vtep_source, mlag_local;      // interfaces named by vxlan and mlag sections
+    VlanSet trunk_allowed, access;           // as written
+    bool trunk_list = false;                 // a "switchport trunk allowed vlan" list was given
+    std::map<std::string, std::string> addr; // interface -> its IP address
+    std::string vtep_source, mlag_local;     // interfaces named by vxlan and mlag sections
 
     void end_port() {
         if (in_port && port_is_mlag) {
@@ -34,7 +34,8 @@ struct Reader {
         sub_indent = 0;
         auto w = words(line);
         if (w.size() == 2 && w[0] == "hostname") sw.hostname = w[1];
-        if (w.size() == 2 && w[0] == "vlan" && w[1].find_first_not_of("0123456789,-") == w[1].npos) {
+        if (w.size() == 2 && w[0] == "vlan" &&
+            w[1].find_first_not_of("0123456789,-") == w[1].npos) {
             VlanSet set = vlans_at(w[1], sw.file, n);
             for (uint32_t v = 1; v < 4096; ++v)
                 if (set.test(v)) sw.vlans.emplace(v, n);
@@ -53,22 +54,29 @@ struct Reader {
         // switchport trunk allowed vlan [add|remove|except] LIST | all | none
         const std::string op = w.size() > 5 ? w[4] : "";
         const std::string list = w.back();
-        VlanSet set = list == "all" ? VlanSet().set().reset(0) : list == "none" ? VlanSet()
-                                                                                 : vlans_at(list, sw.file, n);
+        VlanSet set = list == "all"    ? VlanSet().set().reset(0)
+                      : list == "none" ? VlanSet()
+                                       : vlans_at(list, sw.file, n);
         if (list == "all" && op.empty()) return void(trunk_list = false);
         trunk_list = true;
-        if (op == "add") trunk_allowed |= set;
-        else if (op == "remove") trunk_allowed &= ~set;
-        else if (op == "except") trunk_allowed = ~set, trunk_allowed.reset(0);
-        else trunk_allowed = set;
+        if (op == "add")
+            trunk_allowed |= set;
+        else if (op == "remove")
+            trunk_allowed &= ~set;
+        else if (op == "except")
+            trunk_allowed = ~set, trunk_allowed.reset(0);
+        else
+            trunk_allowed = set;
     }
 
     void port_command(const std::vector<std::string> &w, int n) {
         if (w.size() == 2 && w[0] == "mlag")
             port.id = number_at(w[1], 1, 0xFFFF, sw.file, n, "an MLAG id 1..65535"),
             port_is_mlag = true;
-        else if (w.size() == 1 && w[0] == "shutdown") port.admin_up = false;
-        else if (w.size() == 2 && w[0] == "no" && w[1] == "shutdown") port.admin_up = true;
+        else if (w.size() == 1 && w[0] == "shutdown")
+            port.admin_up = false;
+        else if (w.size() == 2 && w[0] == "no" && w[1] == "shutdown")
+            port.admin_up = true;
         else if (w.size() >= 3 && w[0] == "switchport" && w[1] == "mode")
             trunk = w[2] == "trunk";
         else if (w.size() == 4 && w[0] == "switchport" && w[1] == "access" && w[2] == "vlan")
@@ -83,9 +91,9 @@ struct Reader {
             auto vlans = numbers_at(w[2], 1, 4094, sw.file, n, "VLANs 1..4094");
             auto vnis = numbers_at(w[4], 1, 0xFFFFFF, sw.file, n, "VNIs 1..16777215");
             if (vlans.size() != vnis.size())
-                refuse(sw.file, n, "expected as many VNIs as VLANs (got " +
-                                       std::to_string(vlans.size()) + " VLANs and " +
-                                       std::to_string(vnis.size()) + " VNIs)");
+                refuse(sw.file, n,
+                       "expected as many VNIs as VLANs (got " + std::to_string(vlans.size()) +
+                           " VLANs and " + std::to_string(vnis.size()) + " VNIs)");
             for (size_t i = 0; i < vlans.size(); ++i) {
                 sw.vnis[vlans[i]] = vnis[i];
                 sw.vni_lines[vlans[i]] = n;
@@ -112,10 +120,12 @@ struct Reader {
         if (indent != sub_indent) return; // a nested block's commands are not ours
         const auto w = words(line);
         const auto head = words(section);
-        if (in_port) port_command(w, n);
+        if (in_port)
+            port_command(w, n);
         else if (head.size() == 2 && head[0] == "interface" && head[1].rfind("Vxlan", 0) == 0)
             vxlan_command(w, n);
-        else if (section == "mlag configuration") mlag_command(w);
+        else if (section == "mlag configuration")
+            mlag_command(w);
         if (head.size() == 2 && head[0] == "interface" && w.size() == 3 && w[0] == "ip" &&
             w[1] == "address")
             addr[head[1]] = w[2].substr(0, w[2].find('/'));
@@ -145,13 +155,16 @@ SwitchImport import_eos_config(const std::string &text, const std::string &file)
             r.open("", n);
             continue;
         }
-        if (line[0] != ' ') r.open(line, n);
-        else r.command(line, n);
+        if (line[0] != ' ')
+            r.open(line, n);
+        else
+            r.command(line, n);
     }
     r.end_port();
     if (!ended)
-        refuse(file, n, "the configuration stops without its closing \"end\" line: expected a "
-                        "complete running-config (is it truncated?)");
+        refuse(file, n,
+               "the configuration stops without its closing \"end\" line: expected a "
+               "complete running-config (is it truncated?)");
     sw.local_address = r.addr[r.mlag_local];
     sw.anycast_ip = r.addr[r.vtep_source];
     finish_import(sw);

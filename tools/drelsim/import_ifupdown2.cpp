@@ -77,7 +77,8 @@ void read_vxlan(SwitchImport &sw, const Stanza &s) {
             const size_t eq = item.find('=');
             if (eq == item.npos) refuse(sw.file, l, "expected VLAN=VNI (got " + echo(item) + ")");
             auto vlans = numbers_at(item.substr(0, eq), 1, 4094, sw.file, l, "VLANs 1..4094");
-            auto vnis = numbers_at(item.substr(eq + 1), 1, 0xFFFFFF, sw.file, l, "VNIs 1..16777215");
+            auto vnis =
+                numbers_at(item.substr(eq + 1), 1, 0xFFFFFF, sw.file, l, "VNIs 1..16777215");
             if (vlans.size() != vnis.size())
                 refuse(sw.file, l, "expected as many VNIs as VLANs (got " + echo(item) + ")");
             for (size_t k = 0; k < vlans.size(); ++k)

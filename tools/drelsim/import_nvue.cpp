@@ -50,8 +50,10 @@ void read_bond(SwitchImport &sw, const std::string &name, const YNode &ifc) {
         if (d["access"]) p.allowed |= vlans_at(d["access"].text, sw.file, d["access"].line);
         const YNode &vlan = d["vlan"];
         for (size_t k = 0; k < vlan.size(); ++k)
-            if (vlan.key(k).text == "all") p.every_vlan = true;
-            else p.allowed |= vlans_at(vlan.key(k).text, sw.file, vlan.key(k).line);
+            if (vlan.key(k).text == "all")
+                p.every_vlan = true;
+            else
+                p.allowed |= vlans_at(vlan.key(k).text, sw.file, vlan.key(k).line);
         if (!d["access"] && !vlan) p.every_vlan = true;
     }
     sw.ports.push_back(p);

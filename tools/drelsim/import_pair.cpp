@@ -105,10 +105,9 @@ void pair_warnings(const SwitchImport &a, const SwitchImport &b, std::vector<Imp
                              p.name + " (MLAG id " + std::to_string(p.id) +
                                  ") has no partner with that id on " + (s ? a : b).file +
                                  ": its peer sends nothing for it"});
-    w.push_back({"", 0,
-                 "peer-link version: no configuration states it; 40 assumed on both switches"});
-    w.push_back({"", 0,
-                 "fabric bridge domains: no configuration states them; none assumed"});
+    w.push_back(
+        {"", 0, "peer-link version: no configuration states it; 40 assumed on both switches"});
+    w.push_back({"", 0, "fabric bridge domains: no configuration states them; none assumed"});
 }
 
 } // namespace
@@ -162,7 +161,8 @@ Scenario pair_scenario(const SwitchImport &a, const SwitchImport &b,
     pair_warnings(a, b, warnings);
     Scenario s;
     s.source = a.file + " + " + b.file;
-    s.name = (a.hostname.empty() ? "A" : a.hostname) + " + " + (b.hostname.empty() ? "B" : b.hostname);
+    s.name =
+        (a.hostname.empty() ? "A" : a.hostname) + " + " + (b.hostname.empty() ? "B" : b.hostname);
     s.description = "Imported from " + a.file + " (" + a.format + ") and " + b.file + " (" +
                     b.format + ")" + (a.domain_id.empty() ? "" : ", MLAG domain " + a.domain_id) +
                     ".";

@@ -14,21 +14,21 @@ std::string text_of(const YNode &n) {
 
 // "Vlan10" -> 10, refused otherwise.
 uint32_t vlan_of(const std::string &name, const std::string &file, int line) {
-    if (name.rfind("Vlan", 0) != 0) refuse(file, line, "expected a VLAN name such as Vlan10 (got " + echo(name) + ")");
+    if (name.rfind("Vlan", 0) != 0)
+        refuse(file, line, "expected a VLAN name such as Vlan10 (got " + echo(name) + ")");
     return number_at(name.substr(4), 1, 4094, file, line, "a VLAN name Vlan1..Vlan4094");
 }
 
 void read_vlans(SwitchImport &sw, const YNode &root) {
     const YNode &vlans = root["VLAN"];
     for (size_t i = 0; i < vlans.size(); ++i)
-        sw.vlans.emplace(vlan_of(vlans.key(i).text, sw.file, vlans.key(i).line),
-                         vlans.key(i).line);
+        sw.vlans.emplace(vlan_of(vlans.key(i).text, sw.file, vlans.key(i).line), vlans.key(i).line);
     const YNode &map = root["VXLAN_TUNNEL_MAP"];
     for (size_t i = 0; i < map.size(); ++i) {
         const YNode &m = map.value(i);
         const uint32_t vlan = vlan_of(text_of(m["vlan"]), sw.file, m.line);
-        sw.vnis[vlan] = number_at(text_of(m["vni"]), 1, 0xFFFFFF, sw.file, m.line,
-                                  "a VNI 1..16777215");
+        sw.vnis[vlan] =
+            number_at(text_of(m["vni"]), 1, 0xFFFFFF, sw.file, m.line, "a VNI 1..16777215");
         sw.vni_lines[vlan] = m.line;
     }
     const YNode &vrfs = root["VRF"];
@@ -48,7 +48,8 @@ void read_ports(SwitchImport &sw, const YNode &root) {
         p.name = key.substr(key.find('|') + 1);
         p.line = mclag.key(i).line;
         if (p.name.rfind("PortChannel", 0) != 0)
-            refuse(sw.file, p.line, "expected a port-channel such as PortChannel0001 (got " + echo(p.name) + ")");
+            refuse(sw.file, p.line,
+                   "expected a port-channel such as PortChannel0001 (got " + echo(p.name) + ")");
         p.id = number_at(p.name.substr(11), 1, 0xFFFF, sw.file, p.line,
                          "a port-channel number 1..65535 in the name");
         const YNode &pc = pcs[p.name];

@@ -24,7 +24,8 @@ uint32_t number_at(const std::string &word, uint64_t lo, uint64_t hi, const std:
     bool ok = !word.empty() && word.size() <= 10;
     for (char c : word)
         ok = ok && c >= '0' && c <= '9' && ((v = v * 10 + static_cast<uint64_t>(c - '0')), true);
-    if (!ok || v < lo || v > hi) refuse(file, line, "expected " + what + " (got " + echo(word) + ")");
+    if (!ok || v < lo || v > hi)
+        refuse(file, line, "expected " + what + " (got " + echo(word) + ")");
     return static_cast<uint32_t>(v);
 }
 

@@ -102,8 +102,8 @@ int run_scenario(const RunArgs &a, bool import) {
                     ? load_scenario_text(default_scenario_text(), "built-in default scenario")
                     : load_scenario_file(a.file);
     } catch (const InputError &e) {
-        std::cerr << "drelsim: " << (import ? "configuration" : "scenario") << " error: "
-                  << e.what() << "\n";
+        std::cerr << "drelsim: " << (import ? "configuration" : "scenario")
+                  << " error: " << e.what() << "\n";
         return kExitUsage;
     }
     if (a.step > static_cast<int>(s.steps.size())) {

@@ -39,7 +39,8 @@ bool parse_vlan_ranges(const std::string &text, VlanSet &out) {
     while (std::getline(ss, item, ',')) {
         item.erase(std::remove(item.begin(), item.end(), ' '), item.end());
         const size_t dash = item.find('-');
-        const std::string lo = item.substr(0, dash), hi = dash == item.npos ? lo : item.substr(dash + 1);
+        const std::string lo = item.substr(0, dash),
+                          hi = dash == item.npos ? lo : item.substr(dash + 1);
         auto digits = [](const std::string &s) {
             return !s.empty() && s.size() <= 5 && s.find_first_not_of("0123456789") == s.npos;
         };

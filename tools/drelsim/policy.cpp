@@ -46,8 +46,8 @@ std::set<std::string> load_baseline(const std::string &path) {
             for (const YNode &row : sc["parameters"].items) {
                 if (row["differs"].text != "true") continue;
                 any = any || row["tolerated"].text != "true";
-                ids.insert(finding(scope, row["key"].text, text_of(row["local"]),
-                                   text_of(row["peer"])));
+                ids.insert(
+                    finding(scope, row["key"].text, text_of(row["local"]), text_of(row["peer"])));
             }
             if (!any && sc["verdict"].text == "fail")
                 ids.insert(scope_finding(scope, sc["peers"]["A"]["why"].text,
@@ -64,16 +64,16 @@ void apply_policy(std::vector<RoundView> &views, const Policy &p) {
             bool charged_new = false, tolerated_new = false, any_charged = false;
             for (ParamLine &l : sv.lines) {
                 if (!l.differs) continue;
-                l.accepted = p.has_baseline &&
-                             p.accepted.count(finding(scope, l.key, l.local.value_or("-"),
-                                                      l.peer.value_or("-")));
+                l.accepted =
+                    p.has_baseline && p.accepted.count(finding(scope, l.key, l.local.value_or("-"),
+                                                               l.peer.value_or("-")));
                 any_charged = any_charged || charged_row(l);
                 (charged_row(l) ? charged_new : tolerated_new) |= !l.accepted;
             }
             if (!sv.pass && !any_charged)
-                charged_new = !(p.has_baseline &&
-                                p.accepted.count(scope_finding(scope, sv.peer[0].why,
-                                                               sv.peer[1].why)));
+                charged_new =
+                    !(p.has_baseline &&
+                      p.accepted.count(scope_finding(scope, sv.peer[0].why, sv.peer[1].why)));
             sv.flagged = (!sv.pass && charged_new) || (p.fail_on_tolerated && tolerated_new);
             sv.accepted = !sv.pass && !charged_new;
             rv.flagged = rv.flagged || sv.flagged;

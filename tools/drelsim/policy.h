@@ -13,10 +13,10 @@
 namespace drelsim {
 
 struct Policy {
-    bool fail_on_tolerated = false;  // a tolerated difference fails too
-    bool has_baseline = false;       // `accepted` holds a baseline report's differences
-    std::set<std::string> accepted;  // finding ids of the baseline report
-    int judged_round = -1;           // only this round counts; -1 every round
+    bool fail_on_tolerated = false; // a tolerated difference fails too
+    bool has_baseline = false;      // `accepted` holds a baseline report's differences
+    std::set<std::string> accepted; // finding ids of the baseline report
+    int judged_round = -1;          // only this round counts; -1 every round
 };
 
 // The differences of a JSON report written by drelsim (schema 1 or 2), as finding ids; throws

@@ -135,8 +135,8 @@ void table(std::ostream &os, const ScopeView &sv, const ReportOptions &o, bool s
             os << "\n";
         }
         if (l->differs)
-            os << "        reason: " << l->reason << (l->accepted ? " (accepted by the baseline)" : "")
-               << "\n";
+            os << "        reason: " << l->reason
+               << (l->accepted ? " (accepted by the baseline)" : "") << "\n";
     }
 }
 
@@ -334,8 +334,9 @@ void import_text(std::ostream &os, const ImportReport &imp) {
         const SwitchImport &sw = imp.sw[side];
         os << "Switch " << side_name(side) << ": " << sw.file << " (" << sw.format
            << (sw.hostname.empty() ? "" : ", " + sw.hostname)
-           << (sw.domain_id.empty() ? "" : ", MLAG domain " + sw.domain_id) << "): "
-           << sw.vnis.size() << " VLANs with a VNI, " << sw.ports.size() << " MLAG ports\n";
+           << (sw.domain_id.empty() ? "" : ", MLAG domain " + sw.domain_id)
+           << "): " << sw.vnis.size() << " VLANs with a VNI, " << sw.ports.size()
+           << " MLAG ports\n";
     }
     for (auto &w : imp.warnings)
         os << "warning: " << warning_text(w) << "\n";
@@ -366,12 +367,18 @@ void json_import(Json &j, const ImportReport *imp) {
 std::string xml(const std::string &s) {
     std::string out;
     for (unsigned char c : s) {
-        if (c == '<') out += "&lt;";
-        else if (c == '>') out += "&gt;";
-        else if (c == '&') out += "&amp;";
-        else if (c == '"') out += "&quot;";
-        else if (c < 0x20 && c != '\n' && c != '\t') out += ' ';
-        else out += static_cast<char>(c);
+        if (c == '<')
+            out += "&lt;";
+        else if (c == '>')
+            out += "&gt;";
+        else if (c == '&')
+            out += "&amp;";
+        else if (c == '"')
+            out += "&quot;";
+        else if (c < 0x20 && c != '\n' && c != '\t')
+            out += ' ';
+        else
+            out += static_cast<char>(c);
     }
     return out;
 }
@@ -502,8 +509,9 @@ void junit_report(std::ostream &os, const Scenario &s, const std::vector<RoundVi
            << "tests=\"" << rv.scopes.size() << "\" failures=\"" << f
            << "\" errors=\"0\" time=\"0\">\n    <properties/>\n";
         for (auto &sv : rv.scopes) {
-            os << "    <testcase name=\"" << xml("round " + std::to_string(rv.round) + ": " + sv.name)
-               << "\" classname=\"" << xml("drelsim." + suite) << "\" time=\"0\"";
+            os << "    <testcase name=\""
+               << xml("round " + std::to_string(rv.round) + ": " + sv.name) << "\" classname=\""
+               << xml("drelsim." + suite) << "\" time=\"0\"";
             if (!sv.flagged) {
                 os << "/>\n";
                 continue;

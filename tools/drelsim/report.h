@@ -23,11 +23,11 @@ struct ImportReport {
 };
 
 struct ReportOptions {
-    bool diff = false;                     // only rows that differ
-    bool full = false;                     // every scope and row, however many
-    bool timing = false;                   // per-round timings (text)
-    int events_side = -1;                  // append this peer's debug history
-    Policy policy;                         // what fails the run
+    bool diff = false;                    // only rows that differ
+    bool full = false;                    // every scope and row, however many
+    bool timing = false;                  // per-round timings (text)
+    int events_side = -1;                 // append this peer's debug history
+    Policy policy;                        // what fails the run
     const ImportReport *import = nullptr; // the configurations, when the pair was imported
 };
 

@@ -36,13 +36,13 @@ class Parser {
         std::string got = at.is_scalar()     ? " (got " + echo(at.text) + ")"
                           : at.is_sequence() ? " (got a list)"
                           : at.is_map()      ? " (got a mapping)"
-                                            : "";
+                                             : "";
         fail(at, path, "expected " + what + got);
     }
 
     void require_map(const YNode &n, const std::string &path, Fields allowed) const;
     const YNode &required(const YNode &map, const std::string &path, const char *key,
-                        const std::string &what) const;
+                          const std::string &what) const;
     uint32_t number(const YNode &n, const std::string &path, uint64_t lo, uint64_t hi,
                     const std::string &what) const;
     std::string text(const YNode &n, const std::string &path, size_t max_len) const;
@@ -92,7 +92,7 @@ void Parser::require_map(const YNode &n, const std::string &path, Fields allowed
 }
 
 const YNode &Parser::required(const YNode &map, const std::string &path, const char *key,
-                            const std::string &what) const {
+                              const std::string &what) const {
     const YNode &n = map[key];
     if (!n || n.is_null()) fail(map, path + "." + key, "missing field: expected " + what);
     return n;
@@ -158,8 +158,7 @@ VlanMap Parser::vlan_map(const YNode &n, const std::string &path) const {
                       "VLAN given twice: expected each VLAN once");
 }
 
-std::map<uint32_t, uint32_t> Parser::member_vnis(const YNode &n,
-                                                 const std::string &path) const {
+std::map<uint32_t, uint32_t> Parser::member_vnis(const YNode &n, const std::string &path) const {
     return number_map(n, path, "a mapping of VNI to bridge domain such as {5010: 10}",
                       {0xFFFFFF, "a VNI 1..16777215 as key"}, {4095, "a bridge domain 1..4095"},
                       "VNI given twice: expected each VNI once");
@@ -169,8 +168,8 @@ std::set<uint32_t> Parser::fabric_bds(const YNode &n, const std::string &path) c
     if (!n.is_sequence()) expected(n, path, "a list of bridge domains such as [100, 101]");
     std::set<uint32_t> set;
     for (size_t i = 0; i < n.size(); ++i)
-        set.insert(
-            number(n.items[i], path + "[" + std::to_string(i) + "]", 1, 4095, "a bridge domain 1..4095"));
+        set.insert(number(n.items[i], path + "[" + std::to_string(i) + "]", 1, 4095,
+                          "a bridge domain 1..4095"));
     return set;
 }
 
@@ -192,8 +191,9 @@ EncapProfile Parser::profile(const YNode &n, const std::string &path) const {
 
 ServiceInstance Parser::vsi(const YNode &n, const std::string &path, bool in_step) const {
     if (in_step)
-        require_map(n, path,
-                    {"interface", "id", "admin", "mode", "vlan_to_vni", "allowed_vlans", "profile"});
+        require_map(
+            n, path,
+            {"interface", "id", "admin", "mode", "vlan_to_vni", "allowed_vlans", "profile"});
     else
         require_map(n, path, {"id", "admin", "mode", "vlan_to_vni", "allowed_vlans", "profile"});
     ServiceInstance v;
@@ -276,7 +276,8 @@ Action Parser::action(const YNode &n, const std::string &path) const {
     static const Fields kinds = {
         "set_member_vni",          "delete_member_vni", "set_service_instance", "set_admin",
         "delete_service_instance", "clear_interface",   "add_encap_profile"};
-    if (!n.is_map() || n.size() != 1) expected(n, path, "a mapping with one action: " + join(kinds));
+    if (!n.is_map() || n.size() != 1)
+        expected(n, path, "a mapping with one action: " + join(kinds));
     require_map(n, path, kinds);
     const std::string kind = n.key(0).text;
     const YNode &body = n.value(0);
