@@ -20,7 +20,11 @@ void BM_LoadGeneratedScenario(benchmark::State &state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
     state.counters["bytes"] = static_cast<double>(text.size());
 }
-BENCHMARK(BM_LoadGeneratedScenario)->Arg(5000)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LoadGeneratedScenario)
+    ->Arg(5000)
+    ->Arg(20000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 

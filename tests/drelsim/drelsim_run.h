@@ -3,7 +3,9 @@
 #pragma once
 
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <sstream>
@@ -72,5 +74,27 @@ Outcome run(std::vector<std::string> args, rlim_t mem_limit = 0) {
     unlink(err_path);
     return r;
 }
+
+// A test of the built drelsim with a scratch directory of its own, removed at the end; skips
+// itself when drelsim is not built.
+class ScratchTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!*kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
+        char tmpl[] = "/tmp/drelsim_test_XXXXXX";
+        dir_ = mkdtemp(tmpl);
+    }
+    void TearDown() override {
+        if (!dir_.empty()) std::filesystem::remove_all(dir_);
+    }
+    // Writes `text` to a file `name` of the scratch directory; returns its path.
+    std::string write(const std::string &name, const std::string &text) {
+        const std::string path = dir_ + "/" + name;
+        std::ofstream(path, std::ios::binary) << text;
+        return path;
+    }
+
+    std::string dir_;
+};
 
 } // namespace

@@ -27,25 +27,8 @@ std::string sample(const std::string &file) {
     return kData + "/configs/" + file;
 }
 
-// A scratch directory of its own for each test, removed at the end.
-class Check : public ::testing::Test {
+class Check : public ScratchTest {
   protected:
-    void SetUp() override {
-        if (!*kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
-        char tmpl[] = "/tmp/drelsim_check_XXXXXX";
-        dir_ = mkdtemp(tmpl);
-    }
-    void TearDown() override {
-        if (!dir_.empty()) fs::remove_all(dir_);
-    }
-
-    // Writes `text` to a file `name` of the scratch directory; returns its path.
-    std::string write(const std::string &name, const std::string &text) {
-        const std::string path = dir_ + "/" + name;
-        std::ofstream(path, std::ios::binary) << text;
-        return path;
-    }
-
     // A copy of `path` named `name` with `from` (which must occur once) replaced by `to`.
     std::string edited(const std::string &path, const std::string &name, const std::string &from,
                        const std::string &to) {
@@ -57,7 +40,11 @@ class Check : public ::testing::Test {
         return write(name, text);
     }
 
-    std::string dir_;
+    // `drelsim check --json` of the single-DC leaf pair, B edited from `from` to `to` (kept in
+    // b_).
+    Outcome leaf1_with_b(const std::string &from, const std::string &to);
+
+    std::string b_;
 };
 
 // Every VNI a switch's checks failed, over all scopes of the last round.
@@ -108,6 +95,19 @@ const std::vector<std::regex> &explained() {
     return kinds;
 }
 
+Outcome Check::leaf1_with_b(const std::string &from, const std::string &to) {
+    const std::string pair = "avd-single-dc-l3ls-leaf1";
+    b_ = edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg", from, to);
+    return check(real(pair, "dc1-leaf1a.cfg"), b_);
+}
+
+// A test name from any text: letters and digits kept, anything else '_'.
+std::string test_name(std::string n) {
+    for (char &c : n)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return n;
+}
+
 struct RealPair {
     std::string pair, a, b;
 };
@@ -145,17 +145,12 @@ INSTANTIATE_TEST_SUITE_P(
                       RealPair{"avd-evpn-multicast-l3leaf1", "EVPN-MULTICAST-L3LEAF1A.cfg",
                                "EVPN-MULTICAST-L3LEAF1B.cfg"}),
     [](const ::testing::TestParamInfo<RealPair> &i) {
-        std::string n = i.param.pair + (i.param.a.find(".yml") != std::string::npos ? "Yaml" : "");
-        for (char &c : n)
-            if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-        return n;
+        return test_name(i.param.pair +
+                         (i.param.a.find(".yml") != std::string::npos ? "Yaml" : ""));
     });
 
 TEST_F(Check, MistypedVniIsChargedAloneOnEveryInterfaceCarryingIt) {
-    const std::string pair = "avd-single-dc-l3ls-leaf1";
-    const std::string b = edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg", "vxlan vlan 12 vni 10012",
-                                 "vxlan vlan 12 vni 10013");
-    Outcome r = check(real(pair, "dc1-leaf1a.cfg"), b);
+    Outcome r = leaf1_with_b("vxlan vlan 12 vni 10012", "vxlan vlan 12 vni 10013");
     ASSERT_EQ(r.status, 1) << r.err;
     EXPECT_EQ(failed_on(r.report(), "A"), std::set<unsigned>{10012});
     EXPECT_EQ(failed_on(r.report(), "B"), std::set<unsigned>{10013});
@@ -169,11 +164,8 @@ TEST_F(Check, MistypedVniIsChargedAloneOnEveryInterfaceCarryingIt) {
 }
 
 TEST_F(Check, ShutDownPortChannelChargesItsWholeInstance) {
-    const std::string pair = "avd-single-dc-l3ls-leaf1";
-    const std::string b = edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg",
-                                 "   description L2_dc1-leaf1c_Port-Channel1\n   no shutdown",
-                                 "   description L2_dc1-leaf1c_Port-Channel1\n   shutdown");
-    Outcome r = check(real(pair, "dc1-leaf1a.cfg"), b);
+    Outcome r = leaf1_with_b("   description L2_dc1-leaf1c_Port-Channel1\n   no shutdown",
+                             "   description L2_dc1-leaf1c_Port-Channel1\n   shutdown");
     ASSERT_EQ(r.status, 1) << r.err;
     EXPECT_EQ(failing(r.report()), std::set<std::string>{"peer link 8 (Port-Channel8)"});
     EXPECT_EQ(failed_on(r.report(), "A"),
@@ -182,11 +174,8 @@ TEST_F(Check, ShutDownPortChannelChargesItsWholeInstance) {
 }
 
 TEST_F(Check, VlanRemovedFromATrunkIsChargedOnThatTrunkOnly) {
-    const std::string pair = "avd-single-dc-l3ls-leaf1";
-    const std::string b =
-        edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg", "switchport trunk allowed vlan 11-12,21-22\n",
-               "switchport trunk allowed vlan 11-12,21\n");
-    Outcome r = check(real(pair, "dc1-leaf1a.cfg"), b);
+    Outcome r = leaf1_with_b("switchport trunk allowed vlan 11-12,21-22\n",
+                             "switchport trunk allowed vlan 11-12,21\n");
     ASSERT_EQ(r.status, 1) << r.err;
     EXPECT_EQ(failing(r.report()), std::set<std::string>{"peer link 5 (Port-Channel5)"});
     EXPECT_EQ(failed_on(r.report(), "A"), std::set<unsigned>{10022});
@@ -233,32 +222,25 @@ TEST_P(Samples, EditedVniIsChargedAlone) {
     EXPECT_EQ(suspended_on(r.report(), "A").size(), f.suspended);
 }
 
-INSTANTIATE_TEST_SUITE_P(Drelsim, Samples,
-                         ::testing::Values(
-                             // bond2 and bond3 (which takes every VLAN of the bridge) carry VLAN 20
-                             SampleFormat{"interfaces", "ifupdown2", "20=10020", "20=10021", 2},
-                             SampleFormat{"startup.yaml", "nvue", "'10020': {}", "'10021': {}", 1},
-                             SampleFormat{"config_db.json", "sonic",
-                                          "\"vlan\": \"Vlan20\", \"vni\": \"10020\"",
-                                          "\"vlan\": \"Vlan20\", \"vni\": \"10021\"", 1}),
-                         [](const ::testing::TestParamInfo<SampleFormat> &i) {
-                             std::string n = i.param.format;
-                             n[0] =
-                                 static_cast<char>(std::toupper(static_cast<unsigned char>(n[0])));
-                             return n;
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Drelsim, Samples,
+    ::testing::Values(
+        // bond2 and bond3 (which takes every VLAN of the bridge) carry VLAN 20
+        SampleFormat{"interfaces", "ifupdown2", "20=10020", "20=10021", 2},
+        SampleFormat{"startup.yaml", "nvue", "'10020': {}", "'10021': {}", 1},
+        SampleFormat{"config_db.json", "sonic", "\"vlan\": \"Vlan20\", \"vni\": \"10020\"",
+                     "\"vlan\": \"Vlan20\", \"vni\": \"10021\"", 1}),
+    [](const ::testing::TestParamInfo<SampleFormat> &i) { return test_name(i.param.format); });
 
 TEST_F(Check, TwoMlagDomainsAreRefused) {
-    const std::string pair = "avd-single-dc-l3ls-leaf1";
-    const std::string b = edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg", "domain-id DC1_L3_LEAF1",
-                                 "domain-id DC1_L3_LEAF2");
-    Outcome r = check(real(pair, "dc1-leaf1a.cfg"), b);
+    Outcome r = leaf1_with_b("domain-id DC1_L3_LEAF1", "domain-id DC1_L3_LEAF2");
+    const std::string &b = b_;
     EXPECT_EQ(r.status, 2);
     EXPECT_TRUE(r.out.empty());
     EXPECT_EQ(r.err, "drelsim: configuration error: " + b +
                          ": MLAG domain \"DC1_L3_LEAF2\" differs from \"DC1_L3_LEAF1\" of "
                          "dc1-leaf1a (" +
-                         real(pair, "dc1-leaf1a.cfg") +
+                         real("avd-single-dc-l3ls-leaf1", "dc1-leaf1a.cfg") +
                          "): expected the two switches of one MLAG domain\n");
 }
 
@@ -288,9 +270,8 @@ TEST_F(Check, UnknownFormatNamesWhatWasLookedFor) {
 }
 
 TEST_F(Check, UnpairedMlagPortIsWarnedAndItsScopeCharged) {
-    const std::string pair = "avd-single-dc-l3ls-leaf1";
-    const std::string b = edited(real(pair, "dc1-leaf1b.cfg"), "b.cfg", "   mlag 8\n", "");
-    Outcome r = check(real(pair, "dc1-leaf1a.cfg"), b);
+    Outcome r = leaf1_with_b("   mlag 8\n", "");
+    const std::string &b = b_;
     ASSERT_EQ(r.status, 1) << r.err;
     bool warned = false;
     for (auto &w : r.report()["import"]["warnings"])
@@ -426,10 +407,7 @@ std::vector<Hostile> hostile_cases() {
 
 INSTANTIATE_TEST_SUITE_P(Drelsim, HostileFiles, ::testing::ValuesIn(hostile_cases()),
                          [](const ::testing::TestParamInfo<Hostile> &i) {
-                             std::string n = i.param.format + "_" + i.param.kind;
-                             for (char &c : n)
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return n;
+                             return test_name(i.param.format + "_" + i.param.kind);
                          });
 
 } // namespace

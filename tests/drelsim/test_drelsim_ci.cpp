@@ -18,23 +18,7 @@ std::string scenario(const std::string &name) {
     return kDir + "/" + name;
 }
 
-class Ci : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        if (!*kExe) GTEST_SKIP() << "drelsim is not built (ZORV_BUILD_TOOLS off)";
-        char tmpl[] = "/tmp/drelsim_ci_XXXXXX";
-        dir_ = mkdtemp(tmpl);
-    }
-    void TearDown() override {
-        if (!dir_.empty()) fs::remove_all(dir_);
-    }
-    std::string write(const std::string &name, const std::string &text) {
-        const std::string path = dir_ + "/" + name;
-        std::ofstream(path) << text;
-        return path;
-    }
-    std::string dir_;
-};
+using Ci = ScratchTest;
 
 // xmllint from PATH; a test that needs it fails under CI when it is missing.
 std::string xmllint() {

@@ -13,14 +13,10 @@ uint32_t num(const YNode &n, uint64_t lo, uint64_t hi, const std::string &file,
     return number_at(n.text, lo, hi, file, n.line, what);
 }
 
-std::string text_of(const YNode &n) {
-    return n.is_scalar() ? n.text : "";
-}
-
 void read_vxlan(SwitchImport &sw, const YNode &vxlan_interface) {
     for (size_t i = 0; i < vxlan_interface.size(); ++i) {
         const YNode &vx = vxlan_interface.value(i)["vxlan"];
-        sw.anycast_ip = text_of(vx["source_interface"]);
+        sw.anycast_ip = scalar_text(vx["source_interface"]);
         const YNode &vlans = vx["vlans"];
         for (size_t k = 0; k < vlans.size(); ++k) {
             const YNode &v = vlans.items[k];
@@ -31,8 +27,9 @@ void read_vxlan(SwitchImport &sw, const YNode &vxlan_interface) {
         }
         const YNode &vrfs = vx["vrfs"];
         for (size_t k = 0; k < vrfs.size(); ++k)
-            sw.warn(vrfs.items[k].line, "VRF " + text_of(vrfs.items[k]["name"]) +
-                                            " has layer-3 VNI " + text_of(vrfs.items[k]["vni"]) +
+            sw.warn(vrfs.items[k].line, "VRF " + scalar_text(vrfs.items[k]["name"]) +
+                                            " has layer-3 VNI " +
+                                            scalar_text(vrfs.items[k]["vni"]) +
                                             " with no VLAN: not a member VNI, not checked");
     }
 }
@@ -40,12 +37,12 @@ void read_vxlan(SwitchImport &sw, const YNode &vxlan_interface) {
 void read_port(SwitchImport &sw, const YNode &pc) {
     if (!pc["mlag"]) return;
     MlagPort p;
-    p.name = text_of(pc["name"]);
+    p.name = scalar_text(pc["name"]);
     p.line = pc.line;
     p.id = num(pc["mlag"], 1, 0xFFFF, sw.file, "an MLAG id 1..65535");
-    p.admin_up = text_of(pc["shutdown"]) != "true";
+    p.admin_up = scalar_text(pc["shutdown"]) != "true";
     const YNode &sp = pc["switchport"];
-    const std::string mode = sp ? text_of(sp["mode"]) : text_of(pc["mode"]);
+    const std::string mode = sp ? scalar_text(sp["mode"]) : scalar_text(pc["mode"]);
     const YNode &list = sp ? sp["trunk"]["allowed_vlan"] : pc["vlans"];
     const YNode &access = sp ? sp["access_vlan"] : pc["vlans"];
     if (mode == "trunk") {
@@ -67,7 +64,7 @@ SwitchImport import_eos_yaml(const std::string &text, const std::string &file) {
     SwitchImport sw;
     sw.file = file;
     sw.format = "eos-yaml";
-    sw.hostname = text_of(root["hostname"]);
+    sw.hostname = scalar_text(root["hostname"]);
     sw.vlans.emplace(1, 0); // VLAN 1 exists without being configured
     const YNode &vlans = root["vlans"];
     for (size_t i = 0; i < vlans.size(); ++i)
@@ -78,14 +75,14 @@ SwitchImport import_eos_yaml(const std::string &text, const std::string &file) {
     for (size_t i = 0; i < pcs.size(); ++i)
         read_port(sw, pcs.items[i]);
     const YNode &mlag = root["mlag_configuration"];
-    sw.domain_id = text_of(mlag["domain_id"]);
-    sw.peer_address = text_of(mlag["peer_address"]);
-    sw.peer_link = text_of(mlag["peer_link"]);
-    const std::string local = text_of(mlag["local_interface"]);
+    sw.domain_id = scalar_text(mlag["domain_id"]);
+    sw.peer_address = scalar_text(mlag["peer_address"]);
+    sw.peer_link = scalar_text(mlag["peer_link"]);
+    const std::string local = scalar_text(mlag["local_interface"]);
     const YNode &svis = root["vlan_interfaces"];
     for (size_t i = 0; i < svis.size(); ++i)
-        if (text_of(svis.items[i]["name"]) == local) {
-            const std::string a = text_of(svis.items[i]["ip_address"]);
+        if (scalar_text(svis.items[i]["name"]) == local) {
+            const std::string a = scalar_text(svis.items[i]["ip_address"]);
             sw.local_address = a.substr(0, a.find('/'));
         }
     finish_import(sw);

@@ -8,10 +8,6 @@
 namespace drelsim {
 namespace {
 
-std::string text_of(const YNode &n) {
-    return n.is_scalar() ? n.text : "";
-}
-
 // The VLANs of one bridge domain and their VNIs ("auto": the VNI equals the VLAN).
 void read_domain(SwitchImport &sw, const YNode &vlans) {
     for (size_t i = 0; i < vlans.size(); ++i) {
@@ -66,14 +62,14 @@ void read_set(SwitchImport &sw, const YNode &set) {
     const YNode &ifs = set["interface"];
     for (size_t i = 0; i < ifs.size(); ++i)
         read_bond(sw, ifs.key(i).text, ifs.value(i));
-    if (set["system"]["hostname"]) sw.hostname = text_of(set["system"]["hostname"]);
+    if (set["system"]["hostname"]) sw.hostname = scalar_text(set["system"]["hostname"]);
     const YNode &mlag = set["mlag"];
-    if (mlag["mac-address"]) sw.system_mac = sw.domain_id = text_of(mlag["mac-address"]);
+    if (mlag["mac-address"]) sw.system_mac = sw.domain_id = scalar_text(mlag["mac-address"]);
     if (mlag["backup"].size()) sw.backup_ip = mlag["backup"].key(0).text;
-    if (mlag["peer-ip"]) sw.peer_address = text_of(mlag["peer-ip"]);
+    if (mlag["peer-ip"]) sw.peer_address = scalar_text(mlag["peer-ip"]);
     const YNode &vx = set["nve"]["vxlan"];
-    if (vx["mlag"]["shared-address"]) sw.anycast_ip = text_of(vx["mlag"]["shared-address"]);
-    if (vx["source"]["address"]) sw.local_address = text_of(vx["source"]["address"]);
+    if (vx["mlag"]["shared-address"]) sw.anycast_ip = scalar_text(vx["mlag"]["shared-address"]);
+    if (vx["source"]["address"]) sw.local_address = scalar_text(vx["source"]["address"]);
     const YNode &vrfs = set["vrf"];
     for (size_t i = 0; i < vrfs.size(); ++i) {
         const YNode &l3 = vrfs.value(i)["evpn"]["vni"];

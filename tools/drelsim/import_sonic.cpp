@@ -8,10 +8,6 @@
 namespace drelsim {
 namespace {
 
-std::string text_of(const YNode &n) {
-    return n.is_scalar() ? n.text : "";
-}
-
 // "Vlan10" -> 10, refused otherwise.
 uint32_t vlan_of(const std::string &name, const std::string &file, int line) {
     if (name.rfind("Vlan", 0) != 0)
@@ -26,16 +22,16 @@ void read_vlans(SwitchImport &sw, const YNode &root) {
     const YNode &map = root["VXLAN_TUNNEL_MAP"];
     for (size_t i = 0; i < map.size(); ++i) {
         const YNode &m = map.value(i);
-        const uint32_t vlan = vlan_of(text_of(m["vlan"]), sw.file, m.line);
+        const uint32_t vlan = vlan_of(scalar_text(m["vlan"]), sw.file, m.line);
         sw.vnis[vlan] =
-            number_at(text_of(m["vni"]), 1, 0xFFFFFF, sw.file, m.line, "a VNI 1..16777215");
+            number_at(scalar_text(m["vni"]), 1, 0xFFFFFF, sw.file, m.line, "a VNI 1..16777215");
         sw.vni_lines[vlan] = m.line;
     }
     const YNode &vrfs = root["VRF"];
     for (size_t i = 0; i < vrfs.size(); ++i)
         if (vrfs.value(i)["vni"])
             sw.warn(vrfs.key(i).line, "VRF " + vrfs.key(i).text + " has layer-3 VNI " +
-                                          text_of(vrfs.value(i)["vni"]) +
+                                          scalar_text(vrfs.value(i)["vni"]) +
                                           " with no VLAN: not a member VNI, not checked");
 }
 
@@ -54,7 +50,7 @@ void read_ports(SwitchImport &sw, const YNode &root) {
                          "a port-channel number 1..65535 in the name");
         const YNode &pc = pcs[p.name];
         if (!pc) sw.warn(p.line, p.name + " is an MCLAG interface but not in PORTCHANNEL");
-        p.admin_up = text_of(pc["admin_status"]) != "down";
+        p.admin_up = scalar_text(pc["admin_status"]) != "down";
         for (size_t k = 0; k < members.size(); ++k) {
             const std::string &m = members.key(k).text; // "Vlan10|PortChannel0001"
             if (m.substr(m.find('|') + 1) == p.name)
@@ -73,8 +69,8 @@ SwitchImport import_sonic(const std::string &text, const std::string &file) {
     sw.file = file;
     sw.format = "sonic";
     const YNode &meta = root["DEVICE_METADATA"]["localhost"];
-    sw.hostname = text_of(meta["hostname"]);
-    sw.system_mac = text_of(meta["mac"]);
+    sw.hostname = scalar_text(meta["hostname"]);
+    sw.system_mac = scalar_text(meta["mac"]);
     read_vlans(sw, root);
     read_ports(sw, root);
     const YNode &domains = root["MCLAG_DOMAIN"];
@@ -82,12 +78,12 @@ SwitchImport import_sonic(const std::string &text, const std::string &file) {
         refuse(file, domains.key(1).line, "a second MCLAG domain: expected one per switch");
     if (domains.size() == 1) {
         sw.domain_id = domains.key(0).text;
-        sw.local_address = text_of(domains.value(0)["source_ip"]);
-        sw.peer_address = text_of(domains.value(0)["peer_ip"]);
-        sw.peer_link = text_of(domains.value(0)["peer_link"]);
+        sw.local_address = scalar_text(domains.value(0)["source_ip"]);
+        sw.peer_address = scalar_text(domains.value(0)["peer_ip"]);
+        sw.peer_link = scalar_text(domains.value(0)["peer_link"]);
     }
     const YNode &vteps = root["VXLAN_TUNNEL"];
-    if (vteps.size()) sw.anycast_ip = text_of(vteps.value(0)["src_ip"]);
+    if (vteps.size()) sw.anycast_ip = scalar_text(vteps.value(0)["src_ip"]);
     finish_import(sw);
     return sw;
 }

@@ -30,6 +30,11 @@ struct YNode {
     const YNode &operator[](const std::string &name) const;
 };
 
+// The text of a scalar node; empty for any other node.
+inline std::string scalar_text(const YNode &n) {
+    return n.is_scalar() ? n.text : "";
+}
+
 // Parses `text`, named `source` in complaints; throws InputError "source:line: (YAML): ...".
 // An empty document gives a Null root.
 YNode load_yaml(const std::string &text, const std::string &source);
