@@ -145,12 +145,14 @@ void report_options(CLI::App &app, RunArgs &a) {
                  "show every scope, row and charged instance (a large pair otherwise shows the "
                  "summary and only what differs)");
     app.add_option("--junit", a.junit,
-                   "also write a JUnit XML file: one test case per scope and round");
+                   "also write a JUnit XML file: one test case per scope and round")
+        ->type_name("FILE");
     app.add_option("--fail-on", a.fail_on,
                    "what fails the run: charged (default) or tolerated (any difference)")
         ->check(CLI::IsMember({"charged", "tolerated"}));
     app.add_option("--baseline", a.baseline,
-                   "an accepted earlier JSON report: fail only on differences not in it");
+                   "an accepted earlier JSON report: fail only on differences not in it")
+        ->type_name("REPORT.json");
     app.add_option("--events", a.events, "print the debug history of peer A or B after the report")
         ->check(CLI::IsMember({"A", "B"}));
     app.add_option("--step", a.step,
@@ -170,7 +172,9 @@ int main(int argc, char **argv) try {
         "drelsim - run two peer switches on this machine, let libzorvdrel check their type-1\n"
         "configuration against each other, and print one consistency report.\n"
         "  drelsim check A.cfg B.cfg      check two switches' configuration files as a pair\n"
+        "  drelsim import A.cfg B.cfg -o pair.yaml   write the scenario they make instead\n"
         "  drelsim [scenario.yaml]        run a scenario (the built-in one without a file)\n"
+        "  drelsim generate --vnis N ...  write a scenario of a chosen size\n"
         "Configuration formats (recognised by content): EOS-style running-config, its\n"
         "structured YAML, ifupdown2 interfaces, NVUE startup.yaml, SONiC config_db.json.\n"
         "Exit status: 0 no scope of any round fails (with --step N: of round N), 1 a scope\n"
@@ -183,19 +187,22 @@ int main(int argc, char **argv) try {
     app.require_subcommand(0, 1);
     RunArgs a;
     app.add_option("scenario", a.file,
-                   "scenario file (YAML); without one the built-in default scenario runs");
+                   "scenario file (YAML); without one the built-in default scenario runs")
+        ->type_name("FILE");
     report_options(app, a);
 
     CLI::App *check = app.add_subcommand(
         "check", "import the two switches' configuration files and check them as a pair");
-    check->add_option("A", a.configs, "the configuration files of switch A and switch B")
+    check->add_option("configs", a.configs, "the configuration files of switch A and switch B")
+        ->type_name("FILE")
         ->expected(2)
         ->required();
     report_options(*check, a);
 
     CLI::App *imp = app.add_subcommand(
         "import", "write the scenario that two switches' configuration files make");
-    imp->add_option("A", a.configs, "the configuration files of switch A and switch B")
+    imp->add_option("configs", a.configs, "the configuration files of switch A and switch B")
+        ->type_name("FILE")
         ->expected(2)
         ->required();
     imp->add_option("-o,--output", a.output, "write to this file instead of standard output");
