@@ -10,6 +10,7 @@
 #include "compare.h"
 #include "generate.h"
 #include "import.h"
+#include "pair_run.h"
 #include "policy.h"
 #include "report.h"
 #include "scenario.h"
@@ -52,18 +53,11 @@ int run_generate(const GenOptions &g, const std::string &out) {
     return write_out(out, generate_scenario(g), "generate") ? 0 : kExitUsage;
 }
 
-// The two configurations as a scenario; what was read goes to `imp`.
-Scenario imported_pair(const RunArgs &a, ImportReport &imp) {
-    imp.sw[0] = import_switch(a.configs[0]);
-    imp.sw[1] = import_switch(a.configs[1]);
-    return pair_scenario(imp.sw[0], imp.sw[1], imp.warnings);
-}
-
 int run_import(const RunArgs &a) {
     ImportReport imp;
     Scenario s;
     try {
-        s = imported_pair(a, imp);
+        s = import_pair(a.configs[0], a.configs[1], imp);
     } catch (const InputError &e) {
         std::cerr << "drelsim: configuration error: " << e.what() << "\n";
         return kExitUsage;
@@ -84,9 +78,25 @@ Policy run_policy(const RunArgs &a) {
     return p;
 }
 
+// Writes the reports of a finished run; its exit status.
+int report(const RunArgs &a, const PairRun &r, ReportOptions &ro, bool import) {
+    if (r.status >= 2) return std::cerr << r.error, r.status;
+    ro.diff = a.diff, ro.full = a.full, ro.timing = a.timing, ro.events_side = side_of(a.events);
+    ro.import = import ? &r.import : nullptr;
+    if (!a.junit.empty()) {
+        std::ofstream f(a.junit);
+        junit_report(f, r.scenario, r.views);
+        if (!f) {
+            std::cerr << "drelsim: cannot write " << a.junit << "\n";
+            return kExitUsage;
+        }
+    }
+    a.json ? json_report(std::cout, r.scenario, r.sim, r.views, ro)
+           : text_report(std::cout, r.scenario, r.sim, r.views, ro);
+    return r.status;
+}
+
 int run_scenario(const RunArgs &a, bool import) {
-    Scenario s;
-    ImportReport imp;
     ReportOptions ro;
     try {
         ro.policy = run_policy(a);
@@ -94,16 +104,24 @@ int run_scenario(const RunArgs &a, bool import) {
         std::cerr << "drelsim: baseline error: " << e.what() << "\n";
         return kExitUsage;
     }
+    SimOptions so;
+    so.corrupt_side = side_of(a.corrupt);
+    so.events_side = side_of(a.events);
+    if (import) {
+        if (a.step > 0) {
+            std::cerr << "drelsim: --step " << a.step
+                      << ": an imported pair has no steps (expected 0)\n";
+            return kExitUsage;
+        }
+        return report(a, check_pair(a.configs[0], a.configs[1], so, ro.policy), ro, true);
+    }
+    Scenario s;
     try {
-        if (import)
-            s = imported_pair(a, imp);
-        else
-            s = a.file.empty()
-                    ? load_scenario_text(default_scenario_text(), "built-in default scenario")
-                    : load_scenario_file(a.file);
+        s = a.file.empty()
+                ? load_scenario_text(default_scenario_text(), "built-in default scenario")
+                : load_scenario_file(a.file);
     } catch (const InputError &e) {
-        std::cerr << "drelsim: " << (import ? "configuration" : "scenario")
-                  << " error: " << e.what() << "\n";
+        std::cerr << "drelsim: scenario error: " << e.what() << "\n";
         return kExitUsage;
     }
     if (a.step > static_cast<int>(s.steps.size())) {
@@ -111,30 +129,8 @@ int run_scenario(const RunArgs &a, bool import) {
                   << " step(s) (expected 0.." << s.steps.size() << ")\n";
         return kExitUsage;
     }
-    SimOptions so;
-    so.corrupt_side = side_of(a.corrupt);
-    so.events_side = side_of(a.events);
     so.rounds = 1 + static_cast<uint32_t>(a.step >= 0 ? a.step : static_cast<int>(s.steps.size()));
-    SimResult sim = simulate(s, so);
-    for (int side = 0; side < 2; ++side)
-        if (!sim.peer[side].fatal.empty())
-            std::cerr << "drelsim: peer " << side_name(side) << ": " << sim.peer[side].fatal
-                      << "\n";
-    if (!sim.complete()) return kExitBroken;
-    auto views = build_views(s, sim);
-    apply_policy(views, ro.policy);
-    ro.diff = a.diff, ro.full = a.full, ro.timing = a.timing, ro.events_side = so.events_side;
-    ro.import = import ? &imp : nullptr;
-    if (!a.junit.empty()) {
-        std::ofstream f(a.junit);
-        junit_report(f, s, views);
-        if (!f) {
-            std::cerr << "drelsim: cannot write " << a.junit << "\n";
-            return kExitUsage;
-        }
-    }
-    a.json ? json_report(std::cout, s, sim, views, ro) : text_report(std::cout, s, sim, views, ro);
-    return policy_status(views, ro.policy);
+    return report(a, run_pair(std::move(s), so, ro.policy), ro, false);
 }
 
 // The options of a run, shared by the scenario run and `check`.
