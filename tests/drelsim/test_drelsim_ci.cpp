@@ -203,6 +203,17 @@ TEST_F(Ci, LongValuesAreCutInComplaints) {
     EXPECT_EQ(r.err, "drelsim: scenario error: " + f +
                          ":1: name: expected a text of at most 80 characters (got \"" +
                          std::string(80, 'n') + "...\" (5000 characters))\n");
+    // A long key is cut where it stands in the field path.
+    const std::string key(1000, 'k'); // YAML keys are at most 1024 characters
+    const std::string g = write("key.yaml", "switches:\n  A: {" + key + ": 1}\n  B: {}\n");
+    Outcome k = run({g});
+    EXPECT_EQ(k.status, 2);
+    EXPECT_EQ(k.err.rfind("drelsim: scenario error: " + g + ":2: switches.A." +
+                              std::string(160 - 11, 'k') + "...: unknown field (expected one of",
+                          0),
+              0u)
+        << k.err.substr(0, 400);
+    EXPECT_LT(k.err.size(), 600u);
 }
 
 TEST_F(Ci, UnreadableFilesGiveTheSystemsReason) {

@@ -68,6 +68,10 @@ std::string echo(const std::string &value) {
     return out + "...\" (" + std::to_string(value.size()) + " characters)";
 }
 
+std::string field_text(const std::string &path) {
+    return path.size() <= 2 * kEchoMax ? path : path.substr(0, 2 * kEchoMax) + "...";
+}
+
 int line_of(const std::string &text, size_t offset) {
     offset = std::min(offset, text.size());
     return 1 + static_cast<int>(std::count(text.begin(), text.begin() + offset, '\n'));

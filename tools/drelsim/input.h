@@ -32,6 +32,9 @@ void check_complete(const std::string &text, const std::string &source);
 // followed by its length: "abc..." (50000000 characters).
 std::string echo(const std::string &value);
 
+// A field path for a complaint, cut after 160 characters ("...").
+std::string field_text(const std::string &path);
+
 // The 1-based line of byte `offset` of `text`.
 int line_of(const std::string &text, size_t offset);
 

@@ -28,7 +28,7 @@ class Parser {
     [[noreturn]] void fail(const YNode &at, const std::string &path,
                            const std::string &what) const {
         std::ostringstream os;
-        os << source_ << ':' << at.line << ": " << path << ": " << what;
+        os << source_ << ':' << at.line << ": " << field_text(path) << ": " << what;
         throw ScenarioError(os.str());
     }
     [[noreturn]] void expected(const YNode &at, const std::string &path,

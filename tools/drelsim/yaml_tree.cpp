@@ -30,7 +30,8 @@ class Builder {
     // Complains about line `line0` (0-based) and the field `field`.
     [[noreturn]] void fail(size_t line0, const std::string &what,
                            const std::string &field = "(YAML)") const {
-        throw InputError(source_ + ":" + std::to_string(line0 + 1) + ": " + field + ": " + what);
+        throw InputError(source_ + ":" + std::to_string(line0 + 1) + ": " + field_text(field) +
+                         ": " + what);
     }
 
     // Where the node being read sits: "switches.A.interfaces[0]".
