@@ -19,19 +19,18 @@ VlanSet defined(const SwitchImport &sw) {
     return set;
 }
 
-// A port's VLANs: the defined ones for "every VLAN"; VLANs not defined are dropped with a warning.
+// A port's VLANs: the defined ones for "every VLAN"; VLANs not defined are dropped, and VLANs
+// without a VNI kept, each with a warning.
 void settle_port(SwitchImport &sw, MlagPort &p, const VlanSet &def) {
     VlanSet all;
     all.set().reset(0).reset(4095);
     if (p.every_vlan || (p.allowed & all) == all) {
         p.allowed = def;
-        return;
-    }
-    const VlanSet undefined = p.allowed & ~def;
-    if (undefined.any())
+    } else if (const VlanSet undefined = p.allowed & ~def; undefined.any()) {
         sw.warn(p.line, p.name + " allows VLANs " + vlan_list(undefined) +
                             " that are not defined on this switch: not imported");
-    p.allowed &= def;
+        p.allowed &= def;
+    }
     VlanSet unmapped = p.allowed;
     for (auto &[vlan, vni] : sw.vnis)
         unmapped.reset(vlan);
