@@ -161,6 +161,16 @@ void report_options(CLI::App &app, RunArgs &a) {
         ->group("");
 }
 
+// A subcommand that takes the configuration files of switch A and switch B.
+CLI::App *two_files(CLI::App &app, const char *name, const char *what, RunArgs &a) {
+    CLI::App *sub = app.add_subcommand(name, what);
+    sub->add_option("configs", a.configs, "the configuration files of switch A and switch B")
+        ->type_name("FILE")
+        ->expected(2)
+        ->required();
+    return sub;
+}
+
 } // namespace
 
 int main(int argc, char **argv) try {
@@ -187,20 +197,11 @@ int main(int argc, char **argv) try {
         ->type_name("FILE");
     report_options(app, a);
 
-    CLI::App *check = app.add_subcommand(
-        "check", "import the two switches' configuration files and check them as a pair");
-    check->add_option("configs", a.configs, "the configuration files of switch A and switch B")
-        ->type_name("FILE")
-        ->expected(2)
-        ->required();
+    CLI::App *check = two_files(
+        app, "check", "import the two switches' configuration files and check them as a pair", a);
     report_options(*check, a);
-
-    CLI::App *imp = app.add_subcommand(
-        "import", "write the scenario that two switches' configuration files make");
-    imp->add_option("configs", a.configs, "the configuration files of switch A and switch B")
-        ->type_name("FILE")
-        ->expected(2)
-        ->required();
+    CLI::App *imp = two_files(app, "import",
+                              "write the scenario that two switches' configuration files make", a);
     imp->add_option("-o,--output", a.output, "write to this file instead of standard output");
 
     GenOptions g;
