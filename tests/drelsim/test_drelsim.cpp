@@ -15,62 +15,11 @@
 #include <unistd.h>
 #include <vector>
 
+#include "drelsim_run.h"
+
 using nlohmann::json;
 
 namespace {
-
-#ifdef DRELSIM_EXE
-constexpr const char *kExe = DRELSIM_EXE;
-const std::string kDir = DRELSIM_SCENARIOS;
-#else
-constexpr const char *kExe = "";
-const std::string kDir;
-#endif
-
-struct Outcome {
-    int status = -1;
-    std::string out, err;
-    const json &report() const { // parsed once, kept for references into it
-        if (!parsed) parsed = json::parse(out);
-        return *parsed;
-    }
-    mutable std::optional<json> parsed;
-};
-
-std::string slurp(const std::string &path) {
-    std::ifstream in(path);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-Outcome run(std::vector<std::string> args) {
-    char out_path[] = "/tmp/drelsim_out_XXXXXX", err_path[] = "/tmp/drelsim_err_XXXXXX";
-    int out_fd = mkstemp(out_path), err_fd = mkstemp(err_path);
-    args.insert(args.begin(), kExe);
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out_fd, 1);
-        dup2(err_fd, 2);
-        std::vector<char *> argv;
-        for (auto &a : args)
-            argv.push_back(a.data());
-        argv.push_back(nullptr);
-        execv(kExe, argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    close(out_fd);
-    close(err_fd);
-    Outcome r{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
-              slurp(out_path),
-              slurp(err_path),
-              {}};
-    unlink(out_path);
-    unlink(err_path);
-    return r;
-}
 
 std::string scenario(const std::string &name) {
     return kDir + "/" + name;
@@ -293,8 +242,12 @@ TEST_F(Drelsim, ProfileNameDifferencePassesAtVersion39) {
 }
 
 TEST_F(Drelsim, DeletionStepMakesThePairConsistentAgain) {
-    ASSERT_TRUE(runs("delete_step.yaml", 0));
+    // Round 0 fails, so the run fails: the exit status covers every round.
+    ASSERT_TRUE(runs("delete_step.yaml", 1));
     json j = result.report();
+    EXPECT_EQ(j["verdict"], "fail");
+    EXPECT_TRUE(j["rounds"][0]["flagged"].get<bool>());
+    EXPECT_FALSE(j["rounds"][1]["flagged"].get<bool>());
     ASSERT_EQ(j["rounds"].size(), 2u);
     const json &before = failing_scope(j["rounds"][0], "10");
     EXPECT_EQ(line(before, "service instance 9")["reason"],
@@ -365,8 +318,18 @@ TEST_F(Drelsim, TextReportShowsTheTableAndTheReason) {
     EXPECT_NE(r.out.find("Peer value (B)"), std::string::npos);
     EXPECT_NE(r.out.find("reason: VLAN 20 maps to VNI 10020 here and 10021 on the peer"),
               std::string::npos);
-    EXPECT_NE(r.out.find("failed VNIs: 10020 (BD 20)"), std::string::npos);
+    EXPECT_NE(r.out.find("failed VNIs: 10020 (VLAN 20, BD 20)"), std::string::npos);
+    EXPECT_NE(r.out.find("failed VNIs: 10021 (VLAN 20, no BD)"), std::string::npos);
     EXPECT_NE(r.out.find("service instances charged: 7"), std::string::npos);
+    EXPECT_NE(r.out.find("would suspend: port-channel10 service instance 7 (VLAN 20)"),
+              std::string::npos);
+    // The summary comes first, one line per scope.
+    const size_t summary = r.out.find("Summary (failed VNIs and charged service instances");
+    EXPECT_LT(summary, r.out.find("FAIL  peer link 10:"));
+    EXPECT_NE(r.out.find("  FAIL     peer link 10 (port-channel10)   10020 / 10021            "
+                         "1 / 1            0\n"),
+              std::string::npos)
+        << r.out;
     EXPECT_NE(r.out.find("ZORV_DREL_ERR_COMPAT_INTF_VSI"), std::string::npos);
     EXPECT_NE(r.out.find("Result: FAIL"), std::string::npos);
 }

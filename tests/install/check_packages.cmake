@@ -65,7 +65,7 @@ check(libzorvdrel-dev DEPENDS "${plat} ${ver}" "${drel} ${ver}"
           lib/cmake/zorvdrel/zorvdrelTargets.cmake
           lib/pkgconfig/zorvdrel.pc lib/pkgconfig/zorvplat.pc
       LACKS " \\./usr/lib/[^ ]*\\.so\\.${MAJOR}[ \n]" "bin/")
-check(drelsim DEPENDS "${plat} ${ver}" "${drel} ${ver}" "libyaml-cpp"
+check(drelsim DEPENDS "${plat} ${ver}" "${drel} ${ver}" "libyaml-0-2"
       HAS bin/drelsim share/drelsim/scenarios/identical.yaml share/drelsim/scenarios/admin_differs.yaml
           share/doc/drelsim/README.md
       LACKS "lib/" "include/")

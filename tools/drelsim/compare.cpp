@@ -265,6 +265,14 @@ std::string scope_title(const Scenario &s, uint32_t link) {
     return t;
 }
 
+std::string scope_name(const Scenario &s, uint32_t link) {
+    if (link == 0) return "global";
+    const Interface *i = find_interface_by_link(s.sw[0], link);
+    if (!i || i->name.empty()) i = find_interface_by_link(s.sw[1], link);
+    return "peer link " + std::to_string(link) +
+           (i && !i->name.empty() ? " (" + i->name + ")" : "");
+}
+
 } // namespace
 
 std::string hex32(uint32_t v) {
@@ -298,11 +306,15 @@ std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim) {
     std::vector<RoundView> views;
     const Context c{s};
     const size_t rounds = std::min(sim.peer[0].rounds.size(), sim.peer[1].rounds.size());
+    SwitchConfig sw[2] = {s.sw[0], s.sw[1]}; // as each round stands
     for (size_t i = 0; i < rounds; ++i) {
         const RoundResult &a = sim.peer[0].rounds[i], &b = sim.peer[1].rounds[i];
         RoundView rv;
         rv.round = a.round;
         rv.step = a.round > 0 ? &s.steps[a.round - 1] : nullptr;
+        if (rv.step)
+            for (const Action &act : rv.step->actions)
+                apply_action(sw[rv.step->side], act);
         std::set<uint32_t> links;
         for (auto *r : {&a, &b})
             for (auto &sc : r->scopes)
@@ -311,14 +323,20 @@ std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim) {
             ScopeView sv;
             sv.peer_link = link;
             sv.title = scope_title(s, link);
+            sv.name = scope_name(s, link);
             sv.peer[0] = peer_view(find_scope(a, link));
             sv.peer[1] = peer_view(find_scope(b, link));
             sv.pass = sv.peer[0].pass && sv.peer[1].pass;
             if (sv.peer[0].r) sv.lines = param_lines(c, *sv.peer[0].r);
             if (sv.pass) tolerate_all(sv.lines);
+            for (auto &l : sv.lines)
+                sv.tolerated += l.differs && l.tolerated;
             rv.pass = rv.pass && sv.pass;
             rv.scopes.push_back(std::move(sv));
         }
+        for (auto &sv : rv.scopes)
+            fill_impact(sv, sw);
+        rv.hazards = round_hazards(rv, sw);
         views.push_back(std::move(rv));
     }
     return views;

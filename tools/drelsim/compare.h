@@ -20,31 +20,61 @@ struct ParamLine {
     bool differs = false;
     bool tolerated = false; // differs, but the checks do not judge this difference
     std::string reason;
+    bool accepted = false; // the difference is in the baseline report
+};
+
+// A VNI the graceful check failed, with the VLANs that map it on this switch.
+struct FailedVniView {
+    uint32_t vni = 0;
+    uint32_t bd = 0;             // 0: not a member VNI here
+    std::vector<uint32_t> vlans; // of this switch's service instances and profiles
+};
+
+// A service instance the peer manager would suspend, and the VLANs of it that go.
+struct ChargedInstance {
+    std::string interface; // its interface's name, or its ifindex as hex
+    uint32_t ifindex = 0;
+    uint32_t vsi = 0;
+    std::vector<uint32_t> vlans; // the VLANs mapping a failed VNI; all of them for a whole scope
 };
 
 struct PeerView {
     const ScopeResult *r = nullptr;
     std::string status; // checked, skipped, refused, no-interface, missing
     bool pass = true;
-    std::string why; // plain words for a failing code, when there is one
+    std::string why;                      // plain words for a failing code, when there is one
+    std::vector<FailedVniView> failed;    // the failed set, with VLANs
+    std::vector<ChargedInstance> charged; // what this switch would suspend
+    std::string whole_scope; // when the whole scope is charged: why, in words; else empty
 };
 
 struct ScopeView {
     uint32_t peer_link = 0; // 0: global
     std::string title;
+    std::string name; // "global" or "peer link 10 (port-channel10)", for the summary
     PeerView peer[2];
     bool pass = true;
+    size_t tolerated = 0;         // differing rows the checks let through
     std::vector<ParamLine> lines; // as seen from switch A
+    bool flagged = false;         // counts against the exit status under the run's policy
+    bool accepted = false;        // fails, but only with differences the baseline report accepts
 };
 
 struct RoundView {
     uint32_t round = 0;
     const Step *step = nullptr;
     std::vector<ScopeView> scopes;
+    std::vector<std::string> hazards; // pair-level: version mismatch, entries out of position
     bool pass = true;
+    bool flagged = false; // a scope of it is flagged
 };
 
 std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim);
+// Fills the failed VNIs' VLANs, the charged instances and the whole-scope words of each peer of
+// `sv`, from the two switches' configuration `sw` as it stands in that round.
+void fill_impact(ScopeView &sv, const SwitchConfig (&sw)[2]);
+// The pair-level hazards of a round.
+std::vector<std::string> round_hazards(const RoundView &rv, const SwitchConfig (&sw)[2]);
 std::string code_name(uint32_t code);
 std::string hex32(uint32_t v);
 

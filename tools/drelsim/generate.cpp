@@ -7,6 +7,8 @@ namespace drelsim {
 namespace {
 
 constexpr uint32_t kFirstVni = 10000;
+constexpr uint64_t kMaxInstances = 1 << 20; // service instances of one switch
+constexpr uint64_t kMaxPairs = 1 << 24;     // dot1q-to-VNI pairs of one switch
 
 uint32_t vni_of(const GenOptions &o, uint64_t n) {
     return kFirstVni + static_cast<uint32_t>(n % o.vnis);
@@ -46,8 +48,17 @@ std::string generate_problem(const GenOptions &o) {
     if (o.vnis < 1 || o.vnis > 0xFFFFFF - kFirstVni + 1)
         return "--vnis: expected 1.." + std::to_string(0xFFFFFF - kFirstVni + 1);
     if (o.pairs > 4095) return "--pairs: expected 0..4095 (one pair per VLAN)";
-    if (o.interfaces > 0xFFFF) return "--interfaces: expected 0..65535";
-    if (o.vsis > 0xFFFF) return "--vsis: expected 0..65535";
+    // A scenario lists its interfaces and their service instances: none is no list at all.
+    if (o.interfaces < 1 || o.interfaces > 0xFFFF) return "--interfaces: expected 1..65535";
+    if (o.vsis < 1 || o.vsis > 0xFFFF) return "--vsis: expected 1..65535";
+    const uint64_t instances = uint64_t{o.interfaces} * o.vsis;
+    if (instances > kMaxInstances)
+        return "--interfaces x --vsis = " + std::to_string(instances) +
+               " service instances: expected at most " + std::to_string(kMaxInstances);
+    if (instances * o.pairs > kMaxPairs)
+        return "--interfaces x --vsis x --pairs = " + std::to_string(instances * o.pairs) +
+               " dot1q-to-VNI pairs: expected at most " + std::to_string(kMaxPairs) +
+               " (the largest scenario drelsim holds in memory)";
     return {};
 }
 

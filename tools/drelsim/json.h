@@ -1,9 +1,10 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-// A small streaming JSON writer (pretty-printed, two-space indent).
+// A small streaming JSON writer (pretty-printed, two-space indent) onto an output stream.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,7 @@ namespace drelsim {
 
 class Json {
   public:
-    std::string out;
+    explicit Json(std::ostream &os) : out_(os) {}
 
     Json &obj() { return open('{'); }
     Json &arr() { return open('['); }
@@ -20,43 +21,44 @@ class Json {
         bool empty = stack_.back().first;
         stack_.pop_back();
         if (!empty) newline();
-        out += c;
+        out_ << c;
         return *this;
     }
     Json &key(const std::string &k) {
         item();
         quote(k);
-        out += ": ";
+        out_ << ": ";
         pending_key_ = true;
         return *this;
     }
     Json &str(const std::string &s) { return item(), quote(s), *this; }
-    Json &num(int64_t v) { return item(), out += std::to_string(v), *this; }
+    Json &num(int64_t v) { return item(), out_ << std::to_string(v), *this; }
     Json &real(double v) {
         char b[32];
         snprintf(b, sizeof b, "%.3f", v);
-        return item(), out += b, *this;
+        return item(), out_ << b, *this;
     }
-    Json &boolean(bool b) { return item(), out += b ? "true" : "false", *this; }
-    Json &null() { return item(), out += "null", *this; }
+    Json &boolean(bool b) { return item(), out_ << (b ? "true" : "false"), *this; }
+    Json &null() { return item(), out_ << "null", *this; }
 
   private:
     struct Level {
         char close;
         bool first;
     };
+    std::ostream &out_;
     std::vector<Level> stack_;
     bool pending_key_ = false;
 
     Json &open(char c) {
         item();
-        out += c;
+        out_ << c;
         stack_.push_back({c == '{' ? '}' : ']', true});
         return *this;
     }
     void newline() {
-        out += '\n';
-        out.append(2 * stack_.size(), ' ');
+        out_ << '\n';
+        out_ << std::string(2 * stack_.size(), ' ');
     }
     void item() {
         if (pending_key_) {
@@ -64,27 +66,27 @@ class Json {
             return;
         }
         if (stack_.empty()) return;
-        if (!stack_.back().first) out += ',';
+        if (!stack_.back().first) out_ << ',';
         stack_.back().first = false;
         newline();
     }
     void quote(const std::string &s) {
-        out += '"';
+        out_ << '"';
         for (unsigned char ch : s) {
             if (ch == '"' || ch == '\\')
-                out += '\\', out += static_cast<char>(ch);
+                out_ << '\\', out_ << static_cast<char>(ch);
             else if (ch == '\n')
-                out += "\\n";
+                out_ << "\\n";
             else if (ch == '\t')
-                out += "\\t";
+                out_ << "\\t";
             else if (ch < 0x20 || ch >= 0x7f) {
                 char b[8];
                 snprintf(b, sizeof b, "\\u%04x", ch);
-                out += b;
+                out_ << b;
             } else
-                out += static_cast<char>(ch);
+                out_ << static_cast<char>(ch);
         }
-        out += '"';
+        out_ << '"';
     }
 };
 

@@ -5,11 +5,16 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <new>
 
 #include "compare.h"
 #include "generate.h"
+#include "import.h"
+#include "pair_run.h"
+#include "policy.h"
 #include "report.h"
 #include "scenario.h"
+#include "scenario_write.h"
 #include "sim.h"
 
 namespace {
@@ -21,8 +26,9 @@ constexpr int kExitBroken = 3;
 
 struct RunArgs {
     std::string file;
-    bool json = false, diff = false, timing = false;
-    std::string events, corrupt;
+    std::vector<std::string> configs; // check/import: the two switches' configuration files
+    bool json = false, diff = false, full = false, timing = false;
+    std::string events, corrupt, junit, baseline, fail_on = "charged", output;
     int step = -1;
 };
 
@@ -30,28 +36,91 @@ int side_of(const std::string &s) {
     return s.empty() ? -1 : s == "A" ? 0 : 1;
 }
 
+// Writes `text` to `path` ("-" or empty: standard output); false with a message when it cannot.
+bool write_out(const std::string &path, const std::string &text, const char *who) {
+    if (path.empty() || path == "-") return std::cout << text, true;
+    std::ofstream f(path);
+    if (f << text) return true;
+    std::cerr << "drelsim " << who << ": cannot write " << path << "\n";
+    return false;
+}
+
 int run_generate(const GenOptions &g, const std::string &out) {
     if (std::string problem = generate_problem(g); !problem.empty()) {
         std::cerr << "drelsim generate: " << problem << "\n";
         return kExitUsage;
     }
-    const std::string yaml = generate_scenario(g);
-    if (out.empty() || out == "-") return std::cout << yaml, 0;
-    std::ofstream f(out);
-    if (!(f << yaml)) {
-        std::cerr << "drelsim generate: cannot write " << out << "\n";
-        return kExitUsage;
-    }
-    return 0;
+    return write_out(out, generate_scenario(g), "generate") ? 0 : kExitUsage;
 }
 
-int run_scenario(const RunArgs &a) {
+int run_import(const RunArgs &a) {
+    ImportReport imp;
+    Scenario s;
+    try {
+        s = import_pair(a.configs[0], a.configs[1], imp);
+    } catch (const InputError &e) {
+        std::cerr << "drelsim: configuration error: " << e.what() << "\n";
+        return kExitUsage;
+    }
+    std::vector<std::string> comments{"Imported by drelsim import " + a.configs[0] + " " +
+                                      a.configs[1] + " (rules: docs/import.md)"};
+    for (auto &w : imp.warnings)
+        comments.push_back("warning: " + warning_text(w));
+    return write_out(a.output, scenario_yaml(s, comments), "import") ? 0 : kExitUsage;
+}
+
+// The run's policy: --fail-on, --baseline and --step; throws InputError for a bad baseline.
+Policy run_policy(const RunArgs &a) {
+    Policy p;
+    p.fail_on_tolerated = a.fail_on == "tolerated";
+    p.judged_round = a.step;
+    if (!a.baseline.empty()) p.accepted = load_baseline(a.baseline), p.has_baseline = true;
+    return p;
+}
+
+// Writes the reports of a finished run; its exit status.
+int report(const RunArgs &a, const PairRun &r, ReportOptions &ro, bool import) {
+    if (r.status >= 2) return std::cerr << r.error, r.status;
+    ro.diff = a.diff, ro.full = a.full, ro.timing = a.timing, ro.events_side = side_of(a.events);
+    ro.import = import ? &r.import : nullptr;
+    if (!a.junit.empty()) {
+        std::ofstream f(a.junit);
+        junit_report(f, r.scenario, r.views);
+        if (!f) {
+            std::cerr << "drelsim: cannot write " << a.junit << "\n";
+            return kExitUsage;
+        }
+    }
+    a.json ? json_report(std::cout, r.scenario, r.sim, r.views, ro)
+           : text_report(std::cout, r.scenario, r.sim, r.views, ro);
+    return r.status;
+}
+
+int run_scenario(const RunArgs &a, bool import) {
+    ReportOptions ro;
+    try {
+        ro.policy = run_policy(a);
+    } catch (const InputError &e) {
+        std::cerr << "drelsim: baseline error: " << e.what() << "\n";
+        return kExitUsage;
+    }
+    SimOptions so;
+    so.corrupt_side = side_of(a.corrupt);
+    so.events_side = side_of(a.events);
+    if (import) {
+        if (a.step > 0) {
+            std::cerr << "drelsim: --step " << a.step
+                      << ": an imported pair has no steps (expected 0)\n";
+            return kExitUsage;
+        }
+        return report(a, check_pair(a.configs[0], a.configs[1], so, ro.policy), ro, true);
+    }
     Scenario s;
     try {
         s = a.file.empty()
                 ? load_scenario_text(default_scenario_text(), "built-in default scenario")
                 : load_scenario_file(a.file);
-    } catch (const ScenarioError &e) {
+    } catch (const InputError &e) {
         std::cerr << "drelsim: scenario error: " << e.what() << "\n";
         return kExitUsage;
     }
@@ -60,46 +129,80 @@ int run_scenario(const RunArgs &a) {
                   << " step(s) (expected 0.." << s.steps.size() << ")\n";
         return kExitUsage;
     }
-    SimOptions so;
-    so.corrupt_side = side_of(a.corrupt);
-    so.events_side = side_of(a.events);
     so.rounds = 1 + static_cast<uint32_t>(a.step >= 0 ? a.step : static_cast<int>(s.steps.size()));
-    SimResult sim = simulate(s, so);
-    for (int side = 0; side < 2; ++side)
-        if (!sim.peer[side].fatal.empty())
-            std::cerr << "drelsim: peer " << side_name(side) << ": " << sim.peer[side].fatal
-                      << "\n";
-    if (!sim.complete()) return kExitBroken;
-    const auto views = build_views(s, sim);
-    ReportOptions ro{a.diff, a.timing, so.events_side};
-    std::cout << (a.json ? json_report(s, sim, views, ro) : text_report(s, sim, views, ro));
-    return verdict_status(views);
+    return report(a, run_pair(std::move(s), so, ro.policy), ro, false);
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
-    CLI::App app{
-        "drelsim - run two peer switches on this machine, let libzorvdrel check their type-1\n"
-        "configuration against each other, and print one consistency report.\n"
-        "Exit status: 0 all checks of the last round pass, 1 a check fails, 2 usage or\n"
-        "scenario error, 3 the simulation could not run (library not loadable, peer died)."};
-    app.require_subcommand(0, 1);
-    RunArgs a;
-    app.add_option("scenario", a.file,
-                   "scenario file (YAML); without one the built-in default scenario runs")
-        ->check(CLI::ExistingFile);
+// The options of a run, shared by the scenario run and `check`.
+void report_options(CLI::App &app, RunArgs &a) {
     app.add_flag("--json", a.json, "print the report as JSON (schema in tools/drelsim/README.md)");
     app.add_flag("--diff", a.diff, "show only the parameter rows that differ");
+    app.add_flag("--full", a.full,
+                 "show every scope, row and charged instance (a large pair otherwise shows the "
+                 "summary and only what differs)");
+    app.add_option("--junit", a.junit,
+                   "also write a JUnit XML file: one test case per scope and round")
+        ->type_name("FILE");
+    app.add_option("--fail-on", a.fail_on,
+                   "what fails the run: charged (default) or tolerated (any difference)")
+        ->check(CLI::IsMember({"charged", "tolerated"}));
+    app.add_option("--baseline", a.baseline,
+                   "an accepted earlier JSON report: fail only on differences not in it")
+        ->type_name("REPORT.json");
     app.add_option("--events", a.events, "print the debug history of peer A or B after the report")
         ->check(CLI::IsMember({"A", "B"}));
-    app.add_option("--step", a.step, "stop after step N (0: only the initial check)")
+    app.add_option("--step", a.step,
+                   "stop after step N (0: only the initial check) and judge that round only")
         ->check(CLI::NonNegativeNumber);
     app.add_flag("--timing", a.timing, "show how long each phase of each round took");
     app.add_option("--corrupt-frame", a.corrupt,
                    "testing: corrupt the first frame peer A or B sends each round")
         ->check(CLI::IsMember({"A", "B"}))
         ->group("");
+}
+
+// A subcommand that takes the configuration files of switch A and switch B.
+CLI::App *two_files(CLI::App &app, const char *name, const char *what, RunArgs &a) {
+    CLI::App *sub = app.add_subcommand(name, what);
+    sub->add_option("configs", a.configs, "the configuration files of switch A and switch B")
+        ->type_name("FILE")
+        ->expected(2)
+        ->required();
+    return sub;
+}
+
+} // namespace
+
+int main(int argc, char **argv) try {
+    CLI::App app{
+        "drelsim - run two peer switches on this machine, let libzorvdrel check their type-1\n"
+        "configuration against each other, and print one consistency report.\n"
+        "  drelsim check A.cfg B.cfg      check two switches' configuration files as a pair\n"
+        "  drelsim import A.cfg B.cfg -o pair.yaml   write the scenario they make instead\n"
+        "  drelsim [scenario.yaml]        run a scenario (the built-in one without a file)\n"
+        "  drelsim generate --vnis N ...  write a scenario of a chosen size\n"
+        "Configuration formats (recognised by content): EOS-style running-config, its\n"
+        "structured YAML, ifupdown2 interfaces, NVUE startup.yaml, SONiC config_db.json.\n"
+        "Exit status: 0 no scope of any round fails (with --step N: of round N), 1 a scope\n"
+        "fails (with --fail-on tolerated: any difference; with --baseline: one not in the\n"
+        "baseline), 2 usage, scenario, configuration or baseline error, 3 the simulation\n"
+        "could not run (library not loadable, peer died, out of memory).\n"
+        "JSON report: schema 2 (tools/drelsim/README.md); schema 1 lacked import, policy,\n"
+        "hazards, summary, flagged, accepted, whole_scope, charged and the VLANs of failed\n"
+        "VNIs, and its exit status judged the last round only."};
+    app.require_subcommand(0, 1);
+    RunArgs a;
+    app.add_option("scenario", a.file,
+                   "scenario file (YAML); without one the built-in default scenario runs")
+        ->type_name("FILE");
+    report_options(app, a);
+
+    CLI::App *check = two_files(
+        app, "check", "import the two switches' configuration files and check them as a pair", a);
+    report_options(*check, a);
+    CLI::App *imp = two_files(app, "import",
+                              "write the scenario that two switches' configuration files make", a);
+    imp->add_option("-o,--output", a.output, "write to this file instead of standard output");
 
     GenOptions g;
     std::string out;
@@ -120,5 +223,11 @@ int main(int argc, char **argv) {
         app.exit(e);
         return kExitUsage;
     }
-    return gen->parsed() ? run_generate(g, out) : run_scenario(a);
+    if (gen->parsed()) return run_generate(g, out);
+    if (imp->parsed()) return run_import(a);
+    return run_scenario(a, check->parsed());
+} catch (const std::bad_alloc &) {
+    std::cerr << "drelsim: out of memory: the input is too large for the memory this process "
+                 "may use\n";
+    return kExitBroken;
 }

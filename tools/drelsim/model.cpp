@@ -2,6 +2,7 @@
 #include "model.h"
 
 #include <algorithm>
+#include <sstream>
 
 namespace drelsim {
 
@@ -29,6 +30,28 @@ std::string vlan_ranges(const VlanSet &set) {
         v = last;
     }
     return out;
+}
+
+bool parse_vlan_ranges(const std::string &text, VlanSet &out) {
+    std::stringstream ss(text);
+    std::string item;
+    bool any = text.find_first_not_of(' ') == text.npos; // blank: no VLAN
+    while (std::getline(ss, item, ',')) {
+        item.erase(std::remove(item.begin(), item.end(), ' '), item.end());
+        const size_t dash = item.find('-');
+        const std::string lo = item.substr(0, dash),
+                          hi = dash == item.npos ? lo : item.substr(dash + 1);
+        auto digits = [](const std::string &s) {
+            return !s.empty() && s.size() <= 5 && s.find_first_not_of("0123456789") == s.npos;
+        };
+        if (!digits(lo) || !digits(hi)) return false;
+        const unsigned a = std::stoul(lo), b = std::stoul(hi);
+        if (a < 1 || b > 4095 || a > b) return false;
+        for (unsigned v = a; v <= b; ++v)
+            out.set(v);
+        any = true;
+    }
+    return any;
 }
 
 Interface *find_interface(SwitchConfig &sw, uint32_t ifindex) {

@@ -88,6 +88,9 @@ inline char side_name(int side) {
 
 const char *mode_name(uint32_t mode);        // "static", "dfs", ...; "mode N" style text for others
 std::string vlan_ranges(const VlanSet &set); // "10-20,30"
+// Adds the VLANs of a range list such as "10-20,30" (blanks ignored) to `out`; false when the
+// text is no such list or names a VLAN outside 1..4095.
+bool parse_vlan_ranges(const std::string &text, VlanSet &out);
 
 Interface *find_interface(SwitchConfig &sw, uint32_t ifindex);
 const Interface *find_interface(const SwitchConfig &sw, uint32_t ifindex);

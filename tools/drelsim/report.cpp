@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "report.h"
 
+#include <ctime>
 #include <sstream>
 
 #include "json.h"
@@ -41,7 +42,52 @@ std::string check_text(const char *label, const CheckResult &c) {
     return std::string(label) + " " + (c.run ? code_name(c.code) : "not run");
 }
 
-void peer_lines(std::ostream &os, int side, const PeerView &v) {
+std::string vlan_words(const std::vector<uint32_t> &vlans) {
+    if (vlans.empty()) return "no VLAN";
+    std::string out = vlans.size() > 1 ? "VLANs " : "VLAN ";
+    VlanSet set;
+    for (uint32_t v : vlans)
+        set.set(v);
+    return out + vlan_ranges(set);
+}
+
+constexpr size_t kListMax = 10; // items of a list the default text shows
+
+void impact_lines(std::ostream &os, const PeerView &v, const ReportOptions &o) {
+    if (!v.failed.empty()) {
+        os << "    failed VNIs:";
+        for (size_t i = 0; i < v.failed.size(); ++i) {
+            if (i == kListMax && !o.full) {
+                os << " (and " << v.failed.size() - i << " more)";
+                break;
+            }
+            auto &f = v.failed[i];
+            os << (i ? ", " : " ") << f.vni << " ("
+               << (f.vlans.empty() ? "" : vlan_words(f.vlans) + ", ")
+               << (f.bd ? "BD " + std::to_string(f.bd) : "no BD") << ")";
+        }
+        os << "\n";
+    }
+    if (v.r && !v.r->charged.empty()) {
+        os << "    service instances charged:";
+        for (size_t i = 0; i < v.r->charged.size(); ++i)
+            os << (i ? ", " : " ") << v.r->charged[i];
+        os << "\n";
+    }
+    if (!v.whole_scope.empty()) os << "    whole scope: " << v.whole_scope << "\n";
+    for (size_t i = 0; i < v.charged.size(); ++i) {
+        if (i == kListMax && !o.full) {
+            os << "    would suspend: (and " << v.charged.size() - i
+               << " more service instances; --full lists them)\n";
+            break;
+        }
+        auto &c = v.charged[i];
+        os << "    would suspend: " << c.interface << " service instance " << c.vsi << " ("
+           << vlan_words(c.vlans) << ")\n";
+    }
+}
+
+void peer_lines(std::ostream &os, int side, const PeerView &v, const ReportOptions &o) {
     const char me = side_name(side), other = side_name(1 - side);
     os << "  " << me << " checks " << other << "'s parameters: ";
     if (!v.r || v.status != "checked") {
@@ -54,29 +100,23 @@ void peer_lines(std::ostream &os, int side, const PeerView &v) {
            << ", " << check_text("re-check", v.r->recheck) << "\n";
         if (!v.why.empty()) os << "    why: " << v.why << "\n";
     }
+    impact_lines(os, v, o);
     if (!v.r) return;
-    if (!v.r->failed.empty()) {
-        os << "    failed VNIs:";
-        for (auto &f : v.r->failed)
-            os << " " << f.vni << (f.bd ? " (BD " + std::to_string(f.bd) + ")" : " (no BD)");
-        os << "\n";
-    }
-    if (!v.r->charged.empty()) {
-        os << "    service instances charged:";
-        for (size_t i = 0; i < v.r->charged.size(); ++i)
-            os << (i ? ", " : " ") << v.r->charged[i];
-        os << "\n";
-    }
     for (auto &n : v.r->notes)
         os << "    note: " << n << "\n";
 }
 
-void table(std::ostream &os, const ScopeView &sv, const ReportOptions &o) {
+// Whether a row is shown: --full every row; --diff or a round at scale the differing ones.
+bool shown_row(const ParamLine &l, const ReportOptions &o, bool scale) {
+    return o.full || l.differs || !(o.diff || scale);
+}
+
+void table(std::ostream &os, const ScopeView &sv, const ReportOptions &o, bool scale) {
     std::vector<const ParamLine *> shown;
     for (auto &l : sv.lines)
-        if (!o.diff || l.differs) shown.push_back(&l);
+        if (shown_row(l, o, scale)) shown.push_back(&l);
     if (shown.empty()) {
-        os << "\n  " << (o.diff ? "No parameter differs." : "No parameters.") << "\n";
+        os << "\n  " << (o.diff && !o.full ? "No parameter differs." : "No parameters.") << "\n";
         return;
     }
     os << "\n     " << pad("Parameter", kParamW) << "  " << pad("Type", kTypeW) << "  "
@@ -94,15 +134,22 @@ void table(std::ostream &os, const ScopeView &sv, const ReportOptions &o) {
                << (i < right.size() ? right[i] : "");
             os << "\n";
         }
-        if (l->differs) os << "        reason: " << l->reason << "\n";
+        if (l->differs)
+            os << "        reason: " << l->reason
+               << (l->accepted ? " (accepted by the baseline)" : "") << "\n";
     }
 }
 
-void scope_text(std::ostream &os, const ScopeView &sv, const ReportOptions &o) {
+void scope_text(std::ostream &os, const ScopeView &sv, const ReportOptions &o, bool scale) {
     os << "\n" << verdict(sv.pass) << "  " << sv.title << "\n";
     for (int side = 0; side < 2; ++side)
-        peer_lines(os, side, sv.peer[side]);
-    table(os, sv, o);
+        peer_lines(os, side, sv.peer[side], o);
+    table(os, sv, o, scale);
+    size_t hidden = 0;
+    for (auto &l : sv.lines)
+        hidden += !shown_row(l, o, scale);
+    if (hidden && scale && !o.diff)
+        os << "  (" << hidden << " matching rows not shown; --full shows them)\n";
 }
 
 std::string round_title(const RoundView &rv) {
@@ -144,8 +191,12 @@ void json_peer(Json &j, const PeerView &v) {
         json_check(j, "strict", v.r->strict);
         json_check(j, "recheck", v.r->recheck);
         j.end().key("failed_vnis").arr();
-        for (auto &f : v.r->failed)
-            j.obj().key("vni").num(f.vni).key("bd").num(f.bd).end();
+        for (auto &f : v.failed) {
+            j.obj().key("vni").num(f.vni).key("bd").num(f.bd).key("vlans").arr();
+            for (uint32_t vlan : f.vlans)
+                j.num(vlan);
+            j.end().end();
+        }
         j.end()
             .key("passed_vni_count")
             .num(v.r->passed_count)
@@ -158,7 +209,17 @@ void json_peer(Json &j, const PeerView &v) {
             j.str(n);
         j.end();
     }
-    j.end();
+    j.key("whole_scope");
+    v.whole_scope.empty() ? j.null() : j.str(v.whole_scope);
+    j.key("charged").arr();
+    for (auto &c : v.charged) {
+        j.obj().key("interface").str(c.interface).key("ifindex").num(c.ifindex);
+        j.key("service_instance").num(c.vsi).key("vlans").arr();
+        for (uint32_t vlan : c.vlans)
+            j.num(vlan);
+        j.end().end();
+    }
+    j.end().end();
 }
 
 void json_lines(Json &j, const ScopeView &sv, const ReportOptions &o) {
@@ -170,6 +231,7 @@ void json_lines(Json &j, const ScopeView &sv, const ReportOptions &o) {
         j.key("peer"), l.peer ? j.str(*l.peer) : j.null();
         j.key("differs").boolean(l.differs).key("tolerated").boolean(l.tolerated);
         j.key("reason"), l.differs ? j.str(l.reason) : j.null();
+        j.key("accepted").boolean(l.accepted);
         j.end();
     }
     j.end();
@@ -179,6 +241,8 @@ void json_scope(Json &j, const ScopeView &sv, const ReportOptions &o) {
     j.obj().key("scope").str(sv.peer_link ? "interface" : "global").key("peer_link");
     sv.peer_link ? j.num(sv.peer_link) : j.null();
     j.key("title").str(sv.title).key("verdict").str(sv.pass ? "pass" : "fail");
+    j.key("summary").str(summary_line(sv)).key("tolerated").num(static_cast<int64_t>(sv.tolerated));
+    j.key("flagged").boolean(sv.flagged).key("accepted").boolean(sv.accepted);
     j.key("peers").obj().key("A");
     json_peer(j, sv.peer[0]);
     j.key("B");
@@ -208,7 +272,11 @@ void json_round(Json &j, const RoundView &rv, const SimResult &sim, size_t i,
     } else {
         j.null();
     }
-    j.key("verdict").str(rv.pass ? "pass" : "fail").key("notes").obj();
+    j.key("verdict").str(rv.pass ? "pass" : "fail").key("flagged").boolean(rv.flagged);
+    j.key("hazards").arr();
+    for (auto &h : rv.hazards)
+        j.str(h);
+    j.end().key("notes").obj();
     for (int side = 0; side < 2; ++side) {
         j.key(std::string(1, side_name(side))).arr();
         for (auto &n : sim.peer[side].rounds[i].feed_notes)
@@ -225,20 +293,137 @@ void json_round(Json &j, const RoundView &rv, const SimResult &sim, size_t i,
     j.end().end();
 }
 
-} // namespace
-
-int verdict_status(const std::vector<RoundView> &views) {
-    return !views.empty() && views.back().pass ? 0 : 1;
+// "10020, 10021 (+3)" for a summary column.
+std::string vni_cell(const PeerView &v) {
+    if (v.failed.empty()) return "-";
+    std::string out;
+    for (size_t i = 0; i < v.failed.size() && i < 2; ++i)
+        out += (i ? "," : "") + std::to_string(v.failed[i].vni);
+    return v.failed.size() > 2 ? out + "(+" + std::to_string(v.failed.size() - 2) + ")" : out;
 }
 
-std::string text_report(const Scenario &s, const SimResult &sim,
-                        const std::vector<RoundView> &views, const ReportOptions &o) {
+std::string charged_cell(const PeerView &v) {
+    if (!v.whole_scope.empty())
+        return v.charged.empty() ? "whole" : "whole " + std::to_string(v.charged.size());
+    return v.charged.empty() ? "-" : std::to_string(v.charged.size());
+}
+
+constexpr size_t kScopeW = 30, kVniW = 23, kChargedW = 15;
+
+void summary_table(std::ostream &os, const RoundView &rv) {
+    os << "\nSummary (failed VNIs and charged service instances as A / B):\n";
+    os << "  Verdict  " << pad("Scope", kScopeW) << "  " << pad("Failed VNIs", kVniW) << "  "
+       << pad("Charged", kChargedW) << "  Tolerated\n";
+    os << "  -------  " << std::string(kScopeW, '-') << "  " << std::string(kVniW, '-') << "  "
+       << std::string(kChargedW, '-') << "  ---------\n";
+    for (auto &sv : rv.scopes)
+        os << "  " << summary_line(sv) << "\n";
+    for (auto &h : rv.hazards)
+        os << "  hazard: " << h << "\n";
+}
+
+size_t row_count(const RoundView &rv) {
+    size_t n = 0;
+    for (auto &sv : rv.scopes)
+        n += sv.lines.size();
+    return n;
+}
+
+void import_text(std::ostream &os, const ImportReport &imp) {
+    for (int side = 0; side < 2; ++side) {
+        const SwitchImport &sw = imp.sw[side];
+        os << "Switch " << side_name(side) << ": " << sw.file << " (" << sw.format
+           << (sw.hostname.empty() ? "" : ", " + sw.hostname)
+           << (sw.domain_id.empty() ? "" : ", MLAG domain " + sw.domain_id)
+           << "): " << sw.vnis.size() << " VLANs with a VNI, " << sw.ports.size()
+           << " MLAG ports\n";
+    }
+    for (auto &w : imp.warnings)
+        os << "warning: " << warning_text(w) << "\n";
+}
+
+void json_import(Json &j, const ImportReport *imp) {
+    j.key("import");
+    if (!imp) return void(j.null());
+    j.obj().key("switches").obj();
+    for (int side = 0; side < 2; ++side) {
+        const SwitchImport &sw = imp->sw[side];
+        j.key(std::string(1, side_name(side))).obj();
+        j.key("file").str(sw.file).key("format").str(sw.format).key("hostname").str(sw.hostname);
+        j.key("domain_id").str(sw.domain_id).key("local_address").str(sw.local_address);
+        j.key("peer_address").str(sw.peer_address).key("anycast_ip").str(sw.anycast_ip);
+        j.key("backup_ip").str(sw.backup_ip).key("system_mac").str(sw.system_mac);
+        j.key("peer_link").str(sw.peer_link).end();
+    }
+    j.end().key("warnings").arr();
+    for (auto &w : imp->warnings) {
+        j.obj().key("file");
+        w.file.empty() ? j.null() : j.str(w.file);
+        j.key("line").num(w.line).key("text").str(w.text).end();
+    }
+    j.end().end();
+}
+
+std::string xml(const std::string &s) {
+    std::string out;
+    for (unsigned char c : s) {
+        if (c == '<')
+            out += "&lt;";
+        else if (c == '>')
+            out += "&gt;";
+        else if (c == '&')
+            out += "&amp;";
+        else if (c == '"')
+            out += "&quot;";
+        else if (c < 0x20 && c != '\n' && c != '\t')
+            out += ' ';
+        else
+            out += static_cast<char>(c);
+    }
+    return out;
+}
+
+// The reasons of a flagged scope: why each check failed, what is charged, what differs.
+std::string reasons(const ScopeView &sv, const RoundView &rv) {
     std::ostringstream os;
+    for (int side = 0; side < 2; ++side) {
+        const PeerView &v = sv.peer[side];
+        if (!v.why.empty()) os << side_name(side) << ": " << v.why << "\n";
+        if (!v.whole_scope.empty()) os << side_name(side) << ": " << v.whole_scope << "\n";
+        for (auto &c : v.charged)
+            os << side_name(side) << " would suspend " << c.interface << " service instance "
+               << c.vsi << " (" << vlan_words(c.vlans) << ")\n";
+    }
+    for (auto &l : sv.lines)
+        if (l.differs && !l.accepted)
+            os << (l.tolerated ? "~ " : "* ") << l.key << ": " << l.reason << "\n";
+    for (auto &h : rv.hazards)
+        os << "hazard: " << h << "\n";
+    return os.str();
+}
+
+} // namespace
+
+std::string warning_text(const ImportWarning &w) {
+    return (w.file.empty() ? "pair" : w.file + (w.line ? ":" + std::to_string(w.line) : "")) +
+           ": " + w.text;
+}
+
+std::string summary_line(const ScopeView &sv) {
+    return pad(verdict(sv.pass), 7) + "  " + pad(sv.name, kScopeW) + "  " +
+           pad(vni_cell(sv.peer[0]) + " / " + vni_cell(sv.peer[1]), kVniW) + "  " +
+           pad(charged_cell(sv.peer[0]) + " / " + charged_cell(sv.peer[1]), kChargedW) + "  " +
+           std::to_string(sv.tolerated) + (sv.accepted ? " (accepted by the baseline)" : "");
+}
+
+void text_report(std::ostream &os, const Scenario &s, const SimResult &sim,
+                 const std::vector<RoundView> &views, const ReportOptions &o) {
     os << "drelsim: scenario \"" << (s.name.empty() ? "(unnamed)" : s.name) << "\" from "
        << s.source << "\n";
     if (!s.description.empty())
         for (auto &l : wrap(s.description, 96))
             os << "  " << l << "\n";
+    if (o.import) import_text(os, *o.import);
     os << "Legend: * differs and the checks charge it, ~ differs but the checks tolerate it.\n";
     for (size_t i = 0; i < views.size(); ++i) {
         const RoundView &rv = views[i];
@@ -247,41 +432,50 @@ std::string text_report(const Scenario &s, const SimResult &sim,
         for (int side = 0; side < 2; ++side)
             for (auto &n : sim.peer[side].rounds[i].feed_notes)
                 os << "  note (" << side_name(side) << "): " << n << "\n";
+        summary_table(os, rv);
+        const bool scale = !o.full && row_count(rv) > kScaleRows;
         for (auto &sv : rv.scopes)
-            scope_text(os, sv, o);
+            if (!scale || !sv.pass || sv.tolerated) scope_text(os, sv, o, scale);
         if (o.timing) os << "\n", timing_text(os, sim, i);
     }
     size_t failed = 0;
+    std::string earlier;
+    for (size_t i = 0; i + 1 < views.size(); ++i)
+        if (views[i].flagged && o.policy.judged_round < 0)
+            earlier += (earlier.empty() ? "" : ", ") + std::to_string(views[i].round);
     if (!views.empty())
         for (auto &sv : views.back().scopes)
-            failed += !sv.pass;
-    os << "\nResult: " << (failed ? "FAIL" : "PASS") << " - " << failed << " of "
-       << (views.empty() ? 0 : views.back().scopes.size()) << " scopes fail after "
+            failed += sv.flagged;
+    os << "\nResult: " << (failed || !earlier.empty() ? "FAIL" : "PASS") << " - " << failed
+       << " of " << (views.empty() ? 0 : views.back().scopes.size()) << " scopes fail after "
        << (views.empty() || !views.back().step ? "the initial check"
                                                : "step " + std::to_string(views.back().round))
-       << ".\n";
+       << (earlier.empty() ? "" : "; earlier rounds that fail: " + earlier) << ".\n";
     if (o.events_side >= 0) {
         os << "\nDebug history of peer " << side_name(o.events_side) << ":\n"
            << sim.peer[o.events_side].events;
     }
-    return os.str();
 }
 
-std::string json_report(const Scenario &s, const SimResult &sim,
-                        const std::vector<RoundView> &views, const ReportOptions &o) {
-    Json j;
-    j.obj().key("schema").num(1);
+void json_report(std::ostream &os, const Scenario &s, const SimResult &sim,
+                 const std::vector<RoundView> &views, const ReportOptions &o) {
+    Json j(os);
+    j.obj().key("schema").num(kJsonSchema);
     j.key("scenario").obj().key("name").str(s.name).key("source").str(s.source);
     j.key("description")
         .str(s.description)
         .key("steps")
         .num(static_cast<int64_t>(s.steps.size()))
         .end();
-    j.key("rounds").arr();
+    json_import(j, o.import);
+    j.key("policy").obj().key("fail_on").str(o.policy.fail_on_tolerated ? "tolerated" : "charged");
+    j.key("baseline").boolean(o.policy.has_baseline).key("judged_round");
+    o.policy.judged_round < 0 ? j.null() : j.num(o.policy.judged_round);
+    j.end().key("rounds").arr();
     for (size_t i = 0; i < views.size(); ++i)
-        json_round(j, views[i], sim, i, o);
+        json_round(j, views[i], sim, i, o), os.flush();
     j.end();
-    const int status = verdict_status(views);
+    const int status = policy_status(views, o.policy);
     j.key("verdict").str(status == 0 ? "pass" : "fail").key("exit_status").num(status);
     if (o.events_side >= 0) {
         j.key("events")
@@ -296,7 +490,39 @@ std::string json_report(const Scenario &s, const SimResult &sim,
         j.end().end();
     }
     j.end();
-    return j.out + "\n";
+    os << "\n";
+}
+
+void junit_report(std::ostream &os, const Scenario &s, const std::vector<RoundView> &views) {
+    const std::string suite = s.name.empty() ? "drelsim" : s.name;
+    char stamp[32];
+    const std::time_t now = std::time(nullptr);
+    std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", std::gmtime(&now));
+    os << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
+    for (size_t i = 0; i < views.size(); ++i) {
+        const RoundView &rv = views[i];
+        size_t f = 0;
+        for (auto &sv : rv.scopes)
+            f += sv.flagged;
+        os << "  <testsuite name=\"" << xml(suite + ": " + round_title(rv)) << "\" id=\"" << i
+           << "\" package=\"drelsim\" hostname=\"localhost\" timestamp=\"" << stamp << "\" "
+           << "tests=\"" << rv.scopes.size() << "\" failures=\"" << f
+           << "\" errors=\"0\" time=\"0\">\n    <properties/>\n";
+        for (auto &sv : rv.scopes) {
+            os << "    <testcase name=\""
+               << xml("round " + std::to_string(rv.round) + ": " + sv.name) << "\" classname=\""
+               << xml("drelsim." + suite) << "\" time=\"0\"";
+            if (!sv.flagged) {
+                os << "/>\n";
+                continue;
+            }
+            os << ">\n      <failure message=\"" << xml(summary_line(sv)) << "\" type=\""
+               << (sv.pass ? "tolerated" : "charged") << "\">" << xml(reasons(sv, rv))
+               << "</failure>\n    </testcase>\n";
+        }
+        os << "    <system-out/>\n    <system-err/>\n  </testsuite>\n";
+    }
+    os << "</testsuites>\n";
 }
 
 } // namespace drelsim
