@@ -2,6 +2,7 @@
 // End-to-end tests of what drelsim gives CI (JUnit validated against the common schema,
 // --fail-on tolerated, --baseline, the exit status over every round), of the impact it reports
 // (global failures, whole scopes, hazards, the summary at scale) and of its strict loader.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -232,13 +233,30 @@ TEST_F(Ci, OutOfMemoryIsExitThreeWithAMessage) {
     GTEST_SKIP() << "the address sanitizer reserves more address space than the limit allows";
 #else
     const std::string big = dir_ + "/big.yaml";
+    ASSERT_EQ(run({"generate", "--vnis", "300000", "--interfaces", "1", "--vsis", "1",
+                   "--no-ranges", "-o", big})
+                  .status,
+              0);
+    Outcome r = run({big}, 120u << 20);
+    EXPECT_EQ(r.status, 3);
+    EXPECT_EQ(r.err, "drelsim: out of memory: the input is too large for the memory this process "
+                     "may use\n");
+#endif
+}
+
+TEST_F(Ci, PeerOutOfMemoryIsExitThreeNamingThePeer) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address sanitizer reserves more address space than the limit allows";
+#else
+    // Written as ranges the scenario is small to read, but the member VNIs fill each peer.
+    const std::string big = dir_ + "/big.yaml";
     ASSERT_EQ(
         run({"generate", "--vnis", "300000", "--interfaces", "1", "--vsis", "1", "-o", big}).status,
         0);
     Outcome r = run({big}, 120u << 20);
     EXPECT_EQ(r.status, 3);
-    EXPECT_EQ(r.err, "drelsim: out of memory: the input is too large for the memory this process "
-                     "may use\n");
+    EXPECT_THAT(r.err, ::testing::HasSubstr(": out of memory in the peer process\n"));
+    EXPECT_THAT(r.err, ::testing::StartsWith("drelsim: peer "));
 #endif
 }
 

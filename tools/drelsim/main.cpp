@@ -130,6 +130,7 @@ int run_scenario(const RunArgs &a, bool import) {
         return kExitUsage;
     }
     so.rounds = 1 + static_cast<uint32_t>(a.step >= 0 ? a.step : static_cast<int>(s.steps.size()));
+    ro.load_cpu_ms = self_use().cpu_ms;
     return report(a, run_pair(std::move(s), so, ro.policy), ro, false);
 }
 
@@ -213,6 +214,9 @@ int main(int argc, char **argv) try {
     gen->add_option("--vsis", g.vsis, "service instances per interface")->capture_default_str();
     gen->add_option("--pairs", g.pairs, "dot1q-to-VNI pairs per service instance")
         ->capture_default_str();
+    gen->add_flag("!--no-ranges", g.ranges,
+                  "write each pair as an entry of its own (default: consecutive VLANs mapping to "
+                  "consecutive VNIs as one range entry such as 1-100: 10000-10099)");
     gen->add_option("-o,--output", out, "write to this file instead of standard output");
 
     try {

@@ -165,11 +165,69 @@ void timing_text(std::ostream &os, const SimResult &sim, size_t round) {
         char b[256];
         snprintf(b, sizeof b,
                  "  timing %c: configure %.3f ms, export %.3f ms, exchange %.3f ms (%u frames, "
-                 "%llu bytes sent), check %.3f ms\n",
+                 "%llu bytes sent), check %.3f ms; CPU %.3f ms, of which the library %.3f ms\n",
                  side_name(side), t.configure_ms, t.export_ms, t.exchange_ms, t.frames_sent,
-                 static_cast<unsigned long long>(t.bytes_sent), t.check_ms);
+                 static_cast<unsigned long long>(t.bytes_sent), t.check_ms, t.cpu_ms, t.library_ms);
         os << b;
     }
+}
+
+// The library's share and drelsim's own, over every round and both peers, as CPU time.
+struct Cost {
+    double library_ms[2] = {0, 0};
+    uint64_t cache_bytes[2] = {0, 0}; // at the end of the initial round
+    double own_ms = 0; // drelsim's own work: this process, the peers outside the library
+    ProcessUse self;
+};
+
+Cost run_cost(const SimResult &sim) {
+    Cost c;
+    c.self = self_use();
+    c.own_ms = c.self.cpu_ms;
+    for (int side = 0; side < 2; ++side) {
+        const PeerOutcome &p = sim.peer[side];
+        for (const RoundResult &r : p.rounds)
+            c.library_ms[side] += r.timing.library_ms;
+        if (!p.rounds.empty()) c.cache_bytes[side] = p.rounds.front().timing.cache_bytes;
+        c.own_ms += p.use.cpu_ms - c.library_ms[side];
+    }
+    return c;
+}
+
+double mb(double bytes) {
+    return bytes / 1e6;
+}
+
+// "Performance" lines of --timing: what the library took, what drelsim took, peak memory.
+void performance_text(std::ostream &os, const SimResult &sim, const ReportOptions &o) {
+    const Cost c = run_cost(sim);
+    char b[512];
+    snprintf(b, sizeof b,
+             "\nPerformance (CPU time; memory as peak resident size):\n"
+             "  library: %.3f s (A %.3f, B %.3f); it caches %.1f MB in A, %.1f MB in B\n"
+             "  drelsim: %.3f s (reading the input %.3f, peers outside the library %.3f, the "
+             "rest of this process %.3f)\n"
+             "  peak memory: drelsim %.1f MB, peer A %.1f MB, peer B %.1f MB\n",
+             (c.library_ms[0] + c.library_ms[1]) / 1e3, c.library_ms[0] / 1e3,
+             c.library_ms[1] / 1e3, mb(static_cast<double>(c.cache_bytes[0])),
+             mb(static_cast<double>(c.cache_bytes[1])), c.own_ms / 1e3, o.load_cpu_ms / 1e3,
+             (c.own_ms - c.self.cpu_ms) / 1e3, (c.self.cpu_ms - o.load_cpu_ms) / 1e3,
+             mb(c.self.max_rss_kb * 1e3), mb(sim.peer[0].use.max_rss_kb * 1e3),
+             mb(sim.peer[1].use.max_rss_kb * 1e3));
+    os << b;
+}
+
+void json_performance(Json &j, const SimResult &sim, const ReportOptions &o) {
+    const Cost c = run_cost(sim);
+    j.key("performance").obj();
+    j.key("library_ms").obj().key("A").real(c.library_ms[0]).key("B").real(c.library_ms[1]).end();
+    j.key("cache_bytes").obj();
+    j.key("A").num(static_cast<int64_t>(c.cache_bytes[0]));
+    j.key("B").num(static_cast<int64_t>(c.cache_bytes[1])).end();
+    j.key("drelsim_ms").real(c.own_ms).key("load_ms").real(o.load_cpu_ms);
+    j.key("max_rss_kb").obj().key("drelsim").num(c.self.max_rss_kb);
+    j.key("A").num(sim.peer[0].use.max_rss_kb).key("B").num(sim.peer[1].use.max_rss_kb).end();
+    j.end();
 }
 
 void json_check(Json &j, const char *name, const CheckResult &c) {
@@ -255,6 +313,7 @@ void json_scope(Json &j, const ScopeView &sv, const ReportOptions &o) {
 void json_timing(Json &j, const Timing &t) {
     j.obj().key("configure_ms").real(t.configure_ms).key("export_ms").real(t.export_ms);
     j.key("exchange_ms").real(t.exchange_ms).key("check_ms").real(t.check_ms);
+    j.key("cpu_ms").real(t.cpu_ms).key("library_ms").real(t.library_ms);
     j.key("frames_sent")
         .num(t.frames_sent)
         .key("bytes_sent")
@@ -455,6 +514,7 @@ void text_report(std::ostream &os, const Scenario &s, const SimResult &sim,
         os << "\nDebug history of peer " << side_name(o.events_side) << ":\n"
            << sim.peer[o.events_side].events;
     }
+    if (o.timing) performance_text(os, sim, o);
 }
 
 void json_report(std::ostream &os, const Scenario &s, const SimResult &sim,
@@ -489,6 +549,7 @@ void json_report(std::ostream &os, const Scenario &s, const SimResult &sim,
             j.str(line);
         j.end().end();
     }
+    json_performance(j, sim, o);
     j.end();
     os << "\n";
 }

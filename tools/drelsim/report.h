@@ -29,6 +29,7 @@ struct ReportOptions {
     int events_side = -1;                 // append this peer's debug history
     Policy policy;                        // what fails the run
     const ImportReport *import = nullptr; // the configurations, when the pair was imported
+    double load_cpu_ms = 0;               // CPU time drelsim took to read its input
 };
 
 // A round has "scale" when it holds more parameter rows than this: the default text then shows
