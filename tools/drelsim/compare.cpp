@@ -309,25 +309,34 @@ std::string code_name(uint32_t code) {
     }
 }
 
+std::vector<SidesConfig> round_configs(const Scenario &s, size_t rounds) {
+    std::vector<SidesConfig> out;
+    SidesConfig sw = {std::shared_ptr<const SwitchConfig>(&s.sw[0], [](auto *) {}),
+                      std::shared_ptr<const SwitchConfig>(&s.sw[1], [](auto *) {})};
+    for (size_t i = 0; i < rounds; ++i) {
+        if (i > 0 && i <= s.steps.size()) {
+            const Step &step = s.steps[i - 1];
+            auto changed = std::make_shared<SwitchConfig>(*sw[step.side]);
+            for (const Action &act : step.actions)
+                apply_action(*changed, act);
+            sw[step.side] = changed;
+        }
+        out.push_back(sw);
+    }
+    return out;
+}
+
 std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim) {
     std::vector<RoundView> views;
     const Context c{s};
     const size_t rounds = std::min(sim.peer[0].rounds.size(), sim.peer[1].rounds.size());
-    // The scenario's own configuration until a step changes a side: then a copy of that side.
-    SidesConfig sw = {std::shared_ptr<const SwitchConfig>(&s.sw[0], [](auto *) {}),
-                      std::shared_ptr<const SwitchConfig>(&s.sw[1], [](auto *) {})};
+    const std::vector<SidesConfig> configs = round_configs(s, rounds);
     for (size_t i = 0; i < rounds; ++i) {
         const RoundResult &a = sim.peer[0].rounds[i], &b = sim.peer[1].rounds[i];
+        const SidesConfig &sw = configs[i];
         RoundView rv;
         rv.round = a.round;
         rv.step = a.round > 0 ? &s.steps[a.round - 1] : nullptr;
-        if (rv.step) {
-            auto changed = std::make_shared<SwitchConfig>(*sw[rv.step->side]);
-            for (const Action &act : rv.step->actions)
-                apply_action(*changed, act);
-            sw[rv.step->side] = changed;
-        }
-        rv.config = sw;
         const auto by_a = scopes_by_link(a), by_b = scopes_by_link(b);
         std::set<uint32_t> links;
         for (auto *by : {&by_a, &by_b})

@@ -68,7 +68,6 @@ using SidesConfig = std::array<std::shared_ptr<const SwitchConfig>, 2>;
 struct RoundView {
     uint32_t round = 0;
     const Step *step = nullptr;
-    SidesConfig config; // the round's configuration: the scenario's until a step changes a side
     std::vector<ScopeView> scopes;
     std::vector<std::string> hazards; // pair-level: version mismatch, entries out of position
     bool pass = true;
@@ -76,6 +75,9 @@ struct RoundView {
 };
 
 std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim);
+// The two switches' configuration after each of the first `rounds` rounds: the scenario's own
+// until a step changes a side, then a copy of that side (they point into `s`: keep it in place).
+std::vector<SidesConfig> round_configs(const Scenario &s, size_t rounds);
 // Fills the failed VNIs' VLANs, the charged instances and the whole-scope words of each peer of
 // `sv`, from the two switches' configuration `sw` as it stands in that round.
 void fill_impact(ScopeView &sv, const SidesConfig &sw);

@@ -38,19 +38,6 @@ const char *verdict(bool pass) {
     return pass ? "PASS" : "FAIL";
 }
 
-std::string check_text(const char *label, const CheckResult &c) {
-    return std::string(label) + " " + (c.run ? code_name(c.code) : "not run");
-}
-
-std::string vlan_words(const std::vector<uint32_t> &vlans) {
-    if (vlans.empty()) return "no VLAN";
-    std::string out = vlans.size() > 1 ? "VLANs " : "VLAN ";
-    VlanSet set;
-    for (uint32_t v : vlans)
-        set.set(v);
-    return out + vlan_ranges(set);
-}
-
 constexpr size_t kListMax = 10; // items of a list the default text shows
 
 void impact_lines(std::ostream &os, const PeerView &v, const ReportOptions &o) {
@@ -150,13 +137,6 @@ void scope_text(std::ostream &os, const ScopeView &sv, const ReportOptions &o, b
         hidden += !shown_row(l, o, scale);
     if (hidden && scale && !o.diff)
         os << "  (" << hidden << " matching rows not shown; --full shows them)\n";
-}
-
-std::string round_title(const RoundView &rv) {
-    if (!rv.step) return "Round 0: initial configuration";
-    return "Round " + std::to_string(rv.round) + ": step " + std::to_string(rv.round) +
-           " on switch " + side_name(rv.step->side) +
-           (rv.step->description.empty() ? "" : " - " + rv.step->description);
 }
 
 void timing_text(std::ostream &os, const SimResult &sim, size_t round) {
@@ -352,21 +332,6 @@ void json_round(Json &j, const RoundView &rv, const SimResult &sim, size_t i,
     j.end().end();
 }
 
-// "10020, 10021 (+3)" for a summary column.
-std::string vni_cell(const PeerView &v) {
-    if (v.failed.empty()) return "-";
-    std::string out;
-    for (size_t i = 0; i < v.failed.size() && i < 2; ++i)
-        out += (i ? "," : "") + std::to_string(v.failed[i].vni);
-    return v.failed.size() > 2 ? out + "(+" + std::to_string(v.failed.size() - 2) + ")" : out;
-}
-
-std::string charged_cell(const PeerView &v) {
-    if (!v.whole_scope.empty())
-        return v.charged.empty() ? "whole" : "whole " + std::to_string(v.charged.size());
-    return v.charged.empty() ? "-" : std::to_string(v.charged.size());
-}
-
 constexpr size_t kScopeW = 30, kVniW = 23, kChargedW = 15;
 
 void summary_table(std::ostream &os, const RoundView &rv) {
@@ -379,13 +344,6 @@ void summary_table(std::ostream &os, const RoundView &rv) {
         os << "  " << summary_line(sv) << "\n";
     for (auto &h : rv.hazards)
         os << "  hazard: " << h << "\n";
-}
-
-size_t row_count(const RoundView &rv) {
-    size_t n = 0;
-    for (auto &sv : rv.scopes)
-        n += sv.lines.size();
-    return n;
 }
 
 void import_text(std::ostream &os, const ImportReport &imp) {
@@ -462,6 +420,48 @@ std::string reasons(const ScopeView &sv, const RoundView &rv) {
 }
 
 } // namespace
+
+std::string check_text(const char *label, const CheckResult &c) {
+    return std::string(label) + " " + (c.run ? code_name(c.code) : "not run");
+}
+
+std::string vlan_words(const std::vector<uint32_t> &vlans) {
+    if (vlans.empty()) return "no VLAN";
+    std::string out = vlans.size() > 1 ? "VLANs " : "VLAN ";
+    VlanSet set;
+    for (uint32_t v : vlans)
+        set.set(v);
+    return out + vlan_ranges(set);
+}
+
+std::string round_title(const RoundView &rv) {
+    if (!rv.step) return "Round 0: initial configuration";
+    return "Round " + std::to_string(rv.round) + ": step " + std::to_string(rv.round) +
+           " on switch " + side_name(rv.step->side) +
+           (rv.step->description.empty() ? "" : " - " + rv.step->description);
+}
+
+// "10020, 10021 (+3)" for a summary column.
+std::string vni_cell(const PeerView &v) {
+    if (v.failed.empty()) return "-";
+    std::string out;
+    for (size_t i = 0; i < v.failed.size() && i < 2; ++i)
+        out += (i ? "," : "") + std::to_string(v.failed[i].vni);
+    return v.failed.size() > 2 ? out + "(+" + std::to_string(v.failed.size() - 2) + ")" : out;
+}
+
+std::string charged_cell(const PeerView &v) {
+    if (!v.whole_scope.empty())
+        return v.charged.empty() ? "whole" : "whole " + std::to_string(v.charged.size());
+    return v.charged.empty() ? "-" : std::to_string(v.charged.size());
+}
+
+size_t row_count(const RoundView &rv) {
+    size_t n = 0;
+    for (auto &sv : rv.scopes)
+        n += sv.lines.size();
+    return n;
+}
 
 std::string warning_text(const ImportWarning &w) {
     return (w.file.empty() ? "pair" : w.file + (w.line ? ":" + std::to_string(w.line) : "")) +
@@ -554,36 +554,92 @@ void json_report(std::ostream &os, const Scenario &s, const SimResult &sim,
     os << "\n";
 }
 
-void junit_report(std::ostream &os, const Scenario &s, const std::vector<RoundView> &views) {
-    const std::string suite = s.name.empty() ? "drelsim" : s.name;
+namespace {
+
+std::string junit_stamp() {
     char stamp[32];
     const std::time_t now = std::time(nullptr);
     std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", std::gmtime(&now));
+    return stamp;
+}
+
+size_t flagged_scopes(const RoundView &rv) {
+    size_t f = 0;
+    for (auto &sv : rv.scopes)
+        f += sv.flagged;
+    return f;
+}
+
+void junit_suite_head(std::ostream &os, const std::string &name, size_t id, size_t tests,
+                      size_t failures) {
+    os << "  <testsuite name=\"" << xml(name) << "\" id=\"" << id
+       << "\" package=\"drelsim\" hostname=\"localhost\" timestamp=\"" << junit_stamp() << "\" "
+       << "tests=\"" << tests << "\" failures=\"" << failures
+       << "\" errors=\"0\" time=\"0\">\n    <properties/>\n";
+}
+
+void junit_suite_tail(std::ostream &os) {
+    os << "    <system-out/>\n    <system-err/>\n  </testsuite>\n";
+}
+
+// One test case per scope of `rv`, in class `classname`.
+void junit_cases(std::ostream &os, const RoundView &rv, const std::string &classname) {
+    for (auto &sv : rv.scopes) {
+        os << "    <testcase name=\"" << xml("round " + std::to_string(rv.round) + ": " + sv.name)
+           << "\" classname=\"" << xml(classname) << "\" time=\"0\"";
+        if (!sv.flagged) {
+            os << "/>\n";
+            continue;
+        }
+        os << ">\n      <failure message=\"" << xml(summary_line(sv)) << "\" type=\""
+           << (sv.pass ? "tolerated" : "charged") << "\">" << xml(reasons(sv, rv))
+           << "</failure>\n    </testcase>\n";
+    }
+}
+
+} // namespace
+
+void junit_report(std::ostream &os, const Scenario &s, const std::vector<RoundView> &views) {
+    const std::string suite = s.name.empty() ? "drelsim" : s.name;
     os << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
     for (size_t i = 0; i < views.size(); ++i) {
         const RoundView &rv = views[i];
-        size_t f = 0;
-        for (auto &sv : rv.scopes)
-            f += sv.flagged;
-        os << "  <testsuite name=\"" << xml(suite + ": " + round_title(rv)) << "\" id=\"" << i
-           << "\" package=\"drelsim\" hostname=\"localhost\" timestamp=\"" << stamp << "\" "
-           << "tests=\"" << rv.scopes.size() << "\" failures=\"" << f
-           << "\" errors=\"0\" time=\"0\">\n    <properties/>\n";
-        for (auto &sv : rv.scopes) {
-            os << "    <testcase name=\""
-               << xml("round " + std::to_string(rv.round) + ": " + sv.name) << "\" classname=\""
-               << xml("drelsim." + suite) << "\" time=\"0\"";
-            if (!sv.flagged) {
-                os << "/>\n";
-                continue;
-            }
-            os << ">\n      <failure message=\"" << xml(summary_line(sv)) << "\" type=\""
-               << (sv.pass ? "tolerated" : "charged") << "\">" << xml(reasons(sv, rv))
-               << "</failure>\n    </testcase>\n";
-        }
-        os << "    <system-out/>\n    <system-err/>\n  </testsuite>\n";
+        junit_suite_head(os, suite + ": " + round_title(rv), i, rv.scopes.size(),
+                         flagged_scopes(rv));
+        junit_cases(os, rv, "drelsim." + suite);
+        junit_suite_tail(os);
     }
     os << "</testsuites>\n";
+}
+
+void junit_pair_suite(std::ostream &os, const std::string &pair, size_t id,
+                      const std::vector<RoundView> &views) {
+    size_t tests = 0, failures = 0;
+    for (auto &rv : views)
+        tests += rv.scopes.size(), failures += flagged_scopes(rv);
+    junit_suite_head(os, pair, id, tests, failures);
+    for (auto &rv : views)
+        junit_cases(os, rv, "drelsim." + pair);
+    junit_suite_tail(os);
+}
+
+void junit_suite(std::ostream &os, const std::string &name, size_t id,
+                 const std::vector<JunitCase> &cases) {
+    size_t failures = 0;
+    for (auto &c : cases)
+        failures += !c.failure.empty();
+    junit_suite_head(os, name, id, cases.size(), failures);
+    for (auto &c : cases) {
+        os << "    <testcase name=\"" << xml(c.name) << "\" classname=\"" << xml("drelsim." + name)
+           << "\" time=\"0\"";
+        if (c.failure.empty()) {
+            os << "/>\n";
+            continue;
+        }
+        os << ">\n      <failure message=\"" << xml(c.failure) << "\" type=\"" << xml(c.type)
+           << "\">" << xml(c.text) << "</failure>\n    </testcase>\n";
+    }
+    junit_suite_tail(os);
 }
 
 } // namespace drelsim
