@@ -125,10 +125,9 @@ void pair_fleet(Fleet &f) {
                  "MLAG domain " + f.switches[members[0]].sw.domain_id +
                      " with crossed peer addresses");
         else
-            unclear(members[0], "no switch of MLAG domain " +
-                                    f.switches[members[0]].sw.domain_id + " has local address " +
-                                    f.switches[members[0]].sw.peer_address + " and peer address " +
-                                    f.switches[members[0]].sw.local_address);
+            unclear(members[0], "no switch of MLAG domain " + f.switches[members[0]].sw.domain_id +
+                                    " has local address " + f.switches[members[0]].sw.peer_address +
+                                    " and peer address " + f.switches[members[0]].sw.local_address);
 
     // Anycast address, then backup IPs, for the formats whose MAC and peer address do not tell.
     Grouping anycast;
@@ -136,14 +135,13 @@ void pair_fleet(Fleet &f) {
         if (f.switches[i].error.empty() && clag_format(f.switches[i].sw) &&
             !f.switches[i].sw.anycast_ip.empty())
             anycast.add(f.switches[i].sw.anycast_ip, i);
-    anycast.settle(
-        [&](size_t x, size_t y, const std::string &ip) {
-            pair(x, y, "VXLAN anycast address " + ip);
-        },
-        [&](size_t m, const std::string &ip, size_t n) {
-            ambiguous[m] = true;
-            unclear(m, std::to_string(n) + " switches have the VXLAN anycast address " + ip);
-        });
+    anycast.settle([&](size_t x, size_t y,
+                       const std::string &ip) { pair(x, y, "VXLAN anycast address " + ip); },
+                   [&](size_t m, const std::string &ip, size_t n) {
+                       ambiguous[m] = true;
+                       unclear(m, std::to_string(n) + " switches have the VXLAN anycast address " +
+                                      ip);
+                   });
     for (size_t x = 0; x < f.switches.size(); ++x)
         for (size_t y = x + 1; y < f.switches.size() && !paired[x] && !ambiguous[x]; ++y) {
             const SwitchImport &a = f.switches[x].sw, &b = f.switches[y].sw;
@@ -161,9 +159,8 @@ void pair_fleet(Fleet &f) {
                            ? "no VXLAN anycast address and no backup IP to pair it by"
                            : "no other switch has its VXLAN anycast address" +
                                  (sw.anycast_ip.empty() ? std::string() : " " + sw.anycast_ip) +
-                                 (sw.backup_ip.empty()
-                                      ? std::string()
-                                      : " or owns its backup IP " + sw.backup_ip));
+                                 (sw.backup_ip.empty() ? std::string()
+                                                       : " or owns its backup IP " + sw.backup_ip));
         f.unpaired.push_back({i, why[i]});
     }
     std::sort(f.pairs.begin(), f.pairs.end(),

@@ -86,8 +86,7 @@ PairDigest digest_report(const std::string &text, const std::string &source) {
     for (const YNode &round : rounds.items)
         for (const YNode &scope : round["scopes"].items)
             for (int side = 0; side < 2; ++side)
-                digest_peer(scope["peers"][kSides[side]], vnis[side], charged[side],
-                            d.whole[side]);
+                digest_peer(scope["peers"][kSides[side]], vnis[side], charged[side], d.whole[side]);
     for (int side = 0; side < 2; ++side)
         d.failed_vnis[side] = vnis[side].size(), d.charged[side] = charged[side].size();
     return d;
@@ -128,8 +127,8 @@ void fleet_text(std::ostream &os, const FleetSummary &f) {
            << p.warnings << "\n";
     }
     for (auto &u : f.unpaired)
-        os << "unpaired: " << u.file << (u.hostname.empty() ? "" : " (" + u.hostname + ")")
-           << ": " << u.why << "\n";
+        os << "unpaired: " << u.file << (u.hostname.empty() ? "" : " (" + u.hostname + ")") << ": "
+           << u.why << "\n";
     for (auto &u : f.unreadable)
         os << "unreadable: " << u.why << "\n";
     const int status = fleet_status(f);
@@ -156,8 +155,13 @@ void fleet_json(std::ostream &os, const FleetSummary &f) {
         j.key("exit_status").num(p.status).key("error");
         p.error.empty() ? j.null() : j.str(p.error);
         for (auto [key, n] : {std::pair{"failed_vnis", p.failed_vnis}, {"charged", p.charged}})
-            j.key(key).obj().key("A").num(static_cast<int64_t>(n[0])).key("B").num(
-                static_cast<int64_t>(n[1])).end();
+            j.key(key)
+                .obj()
+                .key("A")
+                .num(static_cast<int64_t>(n[0]))
+                .key("B")
+                .num(static_cast<int64_t>(n[1]))
+                .end();
         j.key("whole_scope").obj().key("A").boolean(p.whole[0]).key("B").boolean(p.whole[1]).end();
         j.key("warnings").num(static_cast<int64_t>(p.warnings)).key("page");
         p.page.empty() ? j.null() : j.str(p.page);
@@ -169,8 +173,14 @@ void fleet_json(std::ostream &os, const FleetSummary &f) {
     for (auto [key, notes] : {std::pair{"unpaired", &f.unpaired}, {"unreadable", &f.unreadable}}) {
         j.key(key).arr();
         for (auto &u : *notes)
-            j.obj().key("file").str(u.file).key("hostname").str(u.hostname).key("why").str(
-                u.why).end();
+            j.obj()
+                .key("file")
+                .str(u.file)
+                .key("hostname")
+                .str(u.hostname)
+                .key("why")
+                .str(u.why)
+                .end();
         j.end();
     }
     const int status = fleet_status(f);
@@ -184,8 +194,8 @@ void fleet_junit_notes(std::ostream &os, const FleetSummary &f, size_t id) {
     for (auto &u : f.unpaired)
         cases.push_back({"unpaired: " + u.file, "no MLAG partner found", "unpaired", u.why});
     for (auto &u : f.unreadable)
-        cases.push_back({"unreadable: " + u.file, "not a configuration drelsim reads",
-                         "unreadable", u.why});
+        cases.push_back(
+            {"unreadable: " + u.file, "not a configuration drelsim reads", "unreadable", u.why});
     if (!cases.empty()) junit_suite(os, "switches not checked", id, cases);
 }
 

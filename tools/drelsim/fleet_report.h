@@ -12,11 +12,11 @@ namespace drelsim {
 
 // What the summary takes from one pair's JSON report (or from a pair that could not be run).
 struct PairDigest {
-    std::string name;              // "leaf1a+leaf1b"
-    std::string files[2];          // the configuration files of A and B
-    std::string rule;              // what paired them, empty when not known (merge)
-    int status = 0;                // the pair's exit status: 0 pass, 1 fail, 2 refused, 3 broken
-    std::string error;             // status 2 and 3: the complaint
+    std::string name;               // "leaf1a+leaf1b"
+    std::string files[2];           // the configuration files of A and B
+    std::string rule;               // what paired them, empty when not known (merge)
+    int status = 0;                 // the pair's exit status: 0 pass, 1 fail, 2 refused, 3 broken
+    std::string error;              // status 2 and 3: the complaint
     size_t failed_vnis[2] = {0, 0}; // distinct failed VNIs of A and B, over every round
     size_t charged[2] = {0, 0};     // distinct service instances A and B would suspend
     bool whole[2] = {false, false}; // a whole scope is charged on that side

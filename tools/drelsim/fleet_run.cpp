@@ -4,8 +4,8 @@
 #include "fleet_run.h"
 
 #include <cerrno>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -88,10 +88,9 @@ PairDigest collect(const Fleet &f, size_t i, int wait_status, const Outputs &out
             d.status = 3, d.error = std::string("the pair's report is unreadable: ") + e.what();
         }
     } else {
-        d.error = WIFSIGNALED(wait_status)
-                      ? "the run of the pair was killed by signal " +
-                            std::to_string(WTERMSIG(wait_status))
-                      : slurp(out.error);
+        d.error = WIFSIGNALED(wait_status) ? "the run of the pair was killed by signal " +
+                                                 std::to_string(WTERMSIG(wait_status))
+                                           : slurp(out.error);
     }
     d.name = p.name, d.rule = p.rule;
     d.files[0] = f.switches[p.a].file, d.files[1] = f.switches[p.b].file;
@@ -133,8 +132,8 @@ FleetRun run_fleet(const Fleet &f, const FleetOptions &o) {
             if (pid == 0) work(f, next, o, outputs_of(scratch, next));
             if (pid < 0) {
                 run.summary.pairs[next].status = 3;
-                run.summary.pairs[next].error = std::string("cannot start its run: ") +
-                                                std::strerror(errno);
+                run.summary.pairs[next].error =
+                    std::string("cannot start its run: ") + std::strerror(errno);
                 run.summary.pairs[next].name = f.pairs[next].name;
                 ++next;
                 continue;
@@ -147,9 +146,9 @@ FleetRun run_fleet(const Fleet &f, const FleetOptions &o) {
         if (done < 0 && errno == EINTR) continue;
         auto it = running.find(done);
         if (it == running.end()) continue;
-        run.summary.pairs[it->second] = collect(f, it->second, status,
-                                                outputs_of(scratch, it->second), o,
-                                                run.junit_suites[it->second]);
+        run.summary.pairs[it->second] =
+            collect(f, it->second, status, outputs_of(scratch, it->second), o,
+                    run.junit_suites[it->second]);
         running.erase(it);
     }
     std::error_code ec;

@@ -126,10 +126,12 @@ void rows_table(std::ostream &os, const ScopeView &sv) {
         const char *cls = !l.differs ? "" : l.tolerated ? "differs tolerated" : "differs charged";
         os << "<tr class=\"" << cls << "\" data-differs=\"" << l.differs << "\" data-key=\""
            << html_escape(l.key) << "\"><td class=\"mark\">"
-           << (!l.differs ? "" : l.tolerated ? "~" : "*") << "</td><td>" << html_escape(l.param)
-           << "</td><td>" << l.type << "</td><td class=\"val\">"
-           << html_escape(l.local.value_or("-")) << "</td><td class=\"val\">"
-           << html_escape(l.peer.value_or("-")) << "</td></tr>\n";
+           << (!l.differs    ? ""
+               : l.tolerated ? "~"
+                             : "*")
+           << "</td><td>" << html_escape(l.param) << "</td><td>" << l.type
+           << "</td><td class=\"val\">" << html_escape(l.local.value_or("-"))
+           << "</td><td class=\"val\">" << html_escape(l.peer.value_or("-")) << "</td></tr>\n";
         if (l.differs)
             os << "<tr class=\"reason\" data-differs=\"1\"><td></td><td colspan=\"4\">reason: "
                << html_escape(l.reason) << (l.accepted ? " (accepted by the baseline)" : "")
@@ -140,7 +142,10 @@ void rows_table(std::ostream &os, const ScopeView &sv) {
 
 void scope_section(std::ostream &os, const RoundView &rv, const ScopeView &sv,
                    const SidesConfig &config) {
-    os << "<section class=\"scope " << (!sv.pass ? "fail" : sv.tolerated ? "tolerated" : "pass")
+    os << "<section class=\"scope "
+       << (!sv.pass       ? "fail"
+           : sv.tolerated ? "tolerated"
+                          : "pass")
        << "\" id=\"" << scope_id(rv, sv) << "\" data-scope=\"" << html_escape(sv.name) << "\">\n"
        << "<h3><span class=\"badge " << (sv.pass ? "" : "fail") << "\">"
        << (sv.pass ? "PASS" : "FAIL") << "</span> " << html_escape(sv.title) << "</h3>\n";
@@ -187,7 +192,8 @@ void import_block(std::ostream &os, const ImportReport &imp) {
     }
     os << "</ul>\n";
     if (imp.warnings.empty()) return;
-    os << "<details><summary>" << imp.warnings.size() << " import warnings</summary><ul class=\"warnings\">";
+    os << "<details><summary>" << imp.warnings.size()
+       << " import warnings</summary><ul class=\"warnings\">";
     for (auto &w : imp.warnings)
         os << "<li>" << html_escape(warning_text(w)) << "</li>";
     os << "</ul></details>\n";

@@ -180,7 +180,8 @@ void html_begin(std::ostream &os, const std::string &title) {
     os << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
           "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
           "<title>"
-       << html_escape(title) << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n<main>\n";
+       << html_escape(title) << "</title>\n<style>" << kStyle
+       << "</style>\n</head>\n<body>\n<main>\n";
 }
 
 void html_end(std::ostream &os) {

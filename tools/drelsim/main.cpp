@@ -19,6 +19,7 @@
 #include "import.h"
 #include "input.h"
 #include "pair_run.h"
+#include "plan.h"
 #include "policy.h"
 #include "report.h"
 #include "scenario.h"
@@ -349,6 +350,26 @@ int main(int argc, char **argv) try {
                      "also write index.html there, linking the pages found there (PAIR.html)")
         ->type_name("DIR");
 
+    PlanFiles pf;
+    std::vector<std::string> before, after;
+    bool plan_json = false;
+    std::string plan_fail_on = "charged";
+    CLI::App *plan = app.add_subcommand(
+        "plan", "simulate a change of both switches in both orders: what each half-applied state "
+                "would suspend, the order to take, and whether the change is consistent at all");
+    plan->add_option("--before", before, "the configuration files of A and B as they are")
+        ->type_name("A B")
+        ->expected(2)
+        ->required();
+    plan->add_option("--after", after, "the configuration files of A and B after the change")
+        ->type_name("A2 B2")
+        ->expected(2)
+        ->required();
+    plan->add_flag("--json", plan_json, "print the plan as JSON");
+    plan->add_option("--fail-on", plan_fail_on,
+                     "what fails a state: charged (default) or tolerated (any difference)")
+        ->check(CLI::IsMember({"charged", "tolerated"}));
+
     GenOptions g;
     std::string out;
     CLI::App *gen = app.add_subcommand(
@@ -373,6 +394,13 @@ int main(int argc, char **argv) try {
     }
     if (gen->parsed()) return run_generate(g, out);
     if (fleet->parsed()) return run_fleet_command(fa);
+    if (plan->parsed()) {
+        pf.before[0] = before[0], pf.before[1] = before[1];
+        pf.after[0] = after[0], pf.after[1] = after[1];
+        Policy p;
+        p.fail_on_tolerated = plan_fail_on == "tolerated";
+        return run_plan(pf, p, plan_json, std::cout, std::cerr);
+    }
     if (merge->parsed()) return run_merge(fa);
     if (imp->parsed()) return run_import(a);
     return run_scenario(a, check->parsed());

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "json.h"
+#include "window.h"
 
 namespace drelsim {
 namespace {
@@ -315,7 +316,9 @@ void json_round(Json &j, const RoundView &rv, const SimResult &sim, size_t i,
     j.key("hazards").arr();
     for (auto &h : rv.hazards)
         j.str(h);
-    j.end().key("notes").obj();
+    j.end().key("suspended");
+    suspension_json(j, suspension_of(rv));
+    j.key("notes").obj();
     for (int side = 0; side < 2; ++side) {
         j.key(std::string(1, side_name(side))).arr();
         for (auto &n : sim.peer[side].rounds[i].feed_notes)
@@ -492,6 +495,11 @@ void text_report(std::ostream &os, const Scenario &s, const SimResult &sim,
             for (auto &n : sim.peer[side].rounds[i].feed_notes)
                 os << "  note (" << side_name(side) << "): " << n << "\n";
         summary_table(os, rv);
+        if (rv.step) {
+            // A step changes one switch: until the other follows, this is what goes down.
+            os << "\n  In this state the peer managers would suspend:\n";
+            suspension_text(os, suspension_of(rv), "    ");
+        }
         const bool scale = !o.full && row_count(rv) > kScaleRows;
         for (auto &sv : rv.scopes)
             if (!scale || !sv.pass || sv.tolerated) scope_text(os, sv, o, scale);
