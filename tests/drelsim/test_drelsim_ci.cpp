@@ -21,33 +21,12 @@ std::string scenario(const std::string &name) {
 
 using Ci = ScratchTest;
 
-// xmllint from PATH; a test that needs it fails under CI when it is missing.
-std::string xmllint() {
-    for (const char *dir : {"/usr/bin", "/usr/local/bin", "/bin"})
-        if (fs::exists(std::string(dir) + "/xmllint")) return std::string(dir) + "/xmllint";
-    return "";
-}
-
 TEST_F(Ci, JunitValidatesAgainstTheCommonSchema) {
-    const std::string tool = xmllint();
-    if (tool.empty()) {
-        const char *ci = std::getenv("CI");
-        ASSERT_FALSE(ci && std::string(ci) == "true") << "xmllint missing: run ./dev setup";
-        GTEST_SKIP() << "xmllint is not installed (./dev setup installs libxml2-utils)";
-    }
+    DRELSIM_NEED_TOOL(tool, "xmllint", "libxml2-utils");
     const std::string xml = dir_ + "/report.xml";
     Outcome r = run({scenario("change_steps.yaml"), "--junit", xml});
     ASSERT_EQ(r.status, 1) << r.err;
-    const std::string cmd = tool + " --noout --schema " + std::string(ZORV_SOURCE_DIR) +
-                            "/tests/drelsim/junit.xsd " + xml + " 2>&1";
-    FILE *p = popen(cmd.c_str(), "r");
-    ASSERT_NE(p, nullptr);
-    std::string out;
-    char buf[512];
-    while (fgets(buf, sizeof buf, p))
-        out += buf;
-    EXPECT_EQ(pclose(p), 0) << out;
-    EXPECT_NE(out.find("validates"), std::string::npos) << out;
+    EXPECT_NE(junit_validation(tool, xml).find("validates"), std::string::npos);
 }
 
 TEST_F(Ci, JunitHasOneCaseAScopeAndRoundFailingWithItsSummaryLine) {

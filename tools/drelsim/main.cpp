@@ -39,6 +39,7 @@ struct RunArgs {
     bool json = false, diff = false, full = false, timing = false;
     std::string events, corrupt, junit, baseline, fail_on = "charged", output, html;
     int step = -1;
+    uint64_t turn_bytes = 8u << 20;
 };
 
 // drelsim fleet and drelsim merge.
@@ -216,6 +217,7 @@ int run_scenario(const RunArgs &a, bool import) {
     SimOptions so;
     so.corrupt_side = side_of(a.corrupt);
     so.events_side = side_of(a.events);
+    so.turn_bytes = a.turn_bytes;
     if (import) {
         if (a.step > 0) {
             std::cerr << "drelsim: --step " << a.step
@@ -274,6 +276,10 @@ void report_options(CLI::App &app, RunArgs &a) {
     app.add_option("--corrupt-frame", a.corrupt,
                    "testing: corrupt the first frame peer A or B sends each round")
         ->check(CLI::IsMember({"A", "B"}))
+        ->group("");
+    app.add_option("--turn-bytes", a.turn_bytes,
+                   "testing: end a peer's turn on the peer link past this many bytes")
+        ->check(CLI::PositiveNumber)
         ->group("");
 }
 

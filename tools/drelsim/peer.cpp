@@ -61,10 +61,6 @@ struct Received {
     std::map<uint32_t, std::string> refused;
 };
 
-// A turn ends once it has sent this many bytes: the two peers take turns, so each holds only
-// the arrays of about one turn of each side at a time, however large the switch.
-constexpr uint64_t kTurnBytes = 8u << 20;
-
 // One round's exchange: this switch's scopes in ascending peer-link order (0 = global), sent in
 // turns; a scope is checked as soon as both sides are past it.
 struct Exchange {
@@ -263,10 +259,12 @@ Bytes Peer::export_scope(uint32_t is_gbl, uint32_t ifindex) {
     return out;
 }
 
+// The two peers take turns, so each holds the arrays of about one turn of each side at a time,
+// however large the switch.
 void Peer::send_turn(Exchange &x) {
-    uint64_t bytes = round_.timing.bytes_sent;
+    const uint64_t bytes = round_.timing.bytes_sent;
     while (!x.own_done && x.sent < x.links.size() &&
-           round_.timing.bytes_sent - bytes < kTurnBytes) {
+           round_.timing.bytes_sent - bytes < o_.turn_bytes) {
         const uint32_t link = x.links[x.sent++];
         const Interface *iface = link ? find_interface_by_link(cfg_, link) : nullptr;
         auto t0 = std::chrono::steady_clock::now();

@@ -31,7 +31,8 @@ std::string window_words(const StateSuspension &s) {
     std::string out = std::to_string(vlans) + (vlans == 1 ? " VLAN" : " VLANs") + " of " +
                       std::to_string(instances) +
                       (instances == 1 ? " service instance" : " service instances");
-    if (whole) out += ", " + std::to_string(whole) + (whole == 1 ? " whole scope" : " whole scopes");
+    if (whole)
+        out += ", " + std::to_string(whole) + (whole == 1 ? " whole scope" : " whole scopes");
     return out;
 }
 
@@ -51,8 +52,10 @@ void state_text(std::ostream &os, const State &st) {
 void state_json(Json &j, const State &st) {
     j.obj().key("state").str(st.key).key("files").obj();
     j.key("A").str(st.files[0]).key("B").str(st.files[1]).end();
-    j.key("verdict").str(st.run.status == 0 ? "pass" : "fail").key("exit_status").num(
-        st.run.status);
+    j.key("verdict")
+        .str(st.run.status == 0 ? "pass" : "fail")
+        .key("exit_status")
+        .num(st.run.status);
     j.key("failing_scopes").arr();
     for (auto &sv : st.run.views.back().scopes)
         if (sv.flagged) j.str(summary_line(sv));

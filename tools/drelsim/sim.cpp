@@ -38,6 +38,7 @@ Child start_peer(Scenario &s, const SimOptions &o, int side, int links[2]) {
         po.events = o.events_side == side;
         po.rounds = o.rounds;
         po.rows = side == 0;
+        po.turn_bytes = o.turn_bytes;
         run_peer(s, po);
     }
     close(pipefd[1]);

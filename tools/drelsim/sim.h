@@ -14,6 +14,7 @@ struct SimOptions {
     int corrupt_side = -1; // peer whose first frame of each round is corrupted, -1 none
     int events_side = -1;  // peer whose debug history is wanted, -1 none
     uint32_t rounds = 1;
+    uint64_t turn_bytes = 8u << 20; // a peer's turn on the peer link ends past this many bytes
 };
 
 // What a process used: CPU time (user and system) and its peak resident size.

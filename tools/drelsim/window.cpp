@@ -43,8 +43,8 @@ StateSuspension suspension_of(const RoundView &rv) {
             if (!v.whole_scope.empty()) out.whole_scopes.push_back(v.whole_scope);
             for (auto &c : v.charged) {
                 auto [it, fresh] = by_instance.try_emplace({c.ifindex, c.vsi}, c);
-                if (!fresh) it->second.vlans.insert(it->second.vlans.end(), c.vlans.begin(),
-                                                    c.vlans.end());
+                if (!fresh)
+                    it->second.vlans.insert(it->second.vlans.end(), c.vlans.begin(), c.vlans.end());
             }
         }
         for (auto &[key, c] : by_instance) {
