@@ -378,9 +378,11 @@ TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
 TEST_F(Drelsim, HelpListsTheOptions) {
     Outcome r = run({"--help"});
     EXPECT_EQ(r.status, 0);
-    for (const char *opt : {"--json", "--diff", "--events", "--step", "generate"})
+    for (const char *opt : {"--json", "--diff", "--events", "--step", "generate", "fleet DIR",
+                            "merge", "plan --before A B --after A2 B2", "--html FILE"})
         EXPECT_NE(r.out.find(opt), std::string::npos) << opt;
     EXPECT_EQ(r.out.find("--corrupt-frame"), std::string::npos);
+    EXPECT_EQ(r.out.find("--turn-bytes"), std::string::npos);
 }
 
 TEST_F(Drelsim, UsageErrorsExitWithTwo) {

@@ -107,8 +107,7 @@ TEST_F(Fleet, UnpairedSwitchesAndUnreadableFilesAreReported) {
     EXPECT_EQ(pairs_of(rep).size(), 2u) << r.out;
     ASSERT_EQ(rep["unreadable"].size(), 1u);
     EXPECT_EQ(rep["unreadable"][0]["file"], fleet() + "/notes.txt");
-    EXPECT_THAT(rep["unreadable"][0]["why"].get<std::string>(),
-                HasSubstr(fleet() + "/notes.txt"));
+    EXPECT_THAT(rep["unreadable"][0]["why"].get<std::string>(), HasSubstr(fleet() + "/notes.txt"));
     // dc1-leaf1a and lone.cfg both claim the local address of domain DC1_L3_LEAF1: neither is
     // paired, and dc1-leaf1b is left without its partner.
     std::map<std::string, std::string> unpaired;
@@ -121,7 +120,8 @@ TEST_F(Fleet, UnpairedSwitchesAndUnreadableFilesAreReported) {
               "no switch of MLAG domain DC1_L3_LEAF1 has local address 10.255.1.64 and peer "
               "address 10.255.1.65");
     Outcome text = run({"fleet", fleet()});
-    EXPECT_THAT(text.out, HasSubstr("unpaired: " + fleet() + "/lone.cfg (dc1-leaf1a): 2 switches "
+    EXPECT_THAT(text.out, HasSubstr("unpaired: " + fleet() +
+                                    "/lone.cfg (dc1-leaf1a): 2 switches "
                                     "have MLAG domain DC1_L3_LEAF1 and local address "
                                     "10.255.1.64\n"));
     EXPECT_THAT(text.out, HasSubstr("\nResult: FAIL - 0 of 2 pairs fail, 3 switches unpaired, 1 "

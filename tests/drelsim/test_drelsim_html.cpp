@@ -45,9 +45,9 @@ class Html : public ScratchTest {
     // The page as the browser holds it once its script has run.
     std::string dom(const std::string &exe, const std::string &fragment = "") {
         std::string out;
-        EXPECT_EQ(shell(chromium(exe) + "--dump-dom 'file://" + page_ + fragment + "' 2>/dev/null",
-                        out),
-                  0);
+        EXPECT_EQ(
+            shell(chromium(exe) + "--dump-dom 'file://" + page_ + fragment + "' 2>/dev/null", out),
+            0);
         return out;
     }
     std::string page_;
@@ -81,9 +81,8 @@ std::map<std::string, std::string> sections(const std::string &page, const std::
          it != std::sregex_iterator(); ++it)
         at.emplace_back(static_cast<size_t>(it->position()), (*it)[1]);
     for (size_t i = 0; i < at.size(); ++i)
-        out[at[i].second] = page.substr(at[i].first, (i + 1 < at.size() ? at[i + 1].first
-                                                                       : page.size()) -
-                                                         at[i].first);
+        out[at[i].second] = page.substr(
+            at[i].first, (i + 1 < at.size() ? at[i + 1].first : page.size()) - at[i].first);
     return out;
 }
 
@@ -109,7 +108,7 @@ TEST_F(Html, PictureCarriesBothSidesMapsInTheirStates) {
     // Port-Channel5 carries VLANs 11-12 and 21-22: 12 is charged on both sides, with each
     // side's own VNI; the others pass, two runs of consecutive VNIs.
     const std::string data = first_match(maps.at("peer link 5 (Port-Channel5)"),
-                                          "<script type=\"application/json\">([^<]*)</script>");
+                                         "<script type=\"application/json\">([^<]*)</script>");
     const json runs = json::parse(data);
     EXPECT_EQ(runs["A"], json::parse("[[11,1,10011,1],[12,1,10012,2],[21,2,10021,1]]"));
     EXPECT_EQ(runs["B"], json::parse("[[11,1,10011,1],[12,1,10013,2],[21,2,10021,1]]"));
@@ -146,8 +145,8 @@ TEST_F(Html, BrowserShowsTheNumbersOfTheJsonReport) {
             EXPECT_EQ(first_match(pic, std::string("data-side=\"") + side +
                                            "\" data-state=\"charged\">([0-9]+)<"),
                       std::to_string(vlans.size()));
-            EXPECT_EQ(first_match(pic, std::string("class=\"charged-list\" data-side=\"") +
-                                           side + "\" data-vlans=\"([0-9,]*)\""),
+            EXPECT_EQ(first_match(pic, std::string("class=\"charged-list\" data-side=\"") + side +
+                                           "\" data-vlans=\"([0-9,]*)\""),
                       joined(vlans));
         }
     }
@@ -159,7 +158,8 @@ TEST_F(Html, BrowserShowsTheNumbersOfTheJsonReport) {
 TEST_F(Html, BrowserFiltersTheRowsToTheDifferences) {
     DRELSIM_NEED_TOOL(exe, "chromium", "chromium");
     const json rep = mistyped_pair();
-    const auto all = sections(dom(exe), "<section class=\"scope [a-z]+\" id=\"r0-s[0-9]+\" data-scope=");
+    const auto all =
+        sections(dom(exe), "<section class=\"scope [a-z]+\" id=\"r0-s[0-9]+\" data-scope=");
     const auto only = sections(dom(exe, "#differences"),
                                "<section class=\"scope [a-z]+\" id=\"r0-s[0-9]+\" data-scope=");
     for (auto &scope : rep["rounds"][0]["scopes"]) {
@@ -219,9 +219,9 @@ Image decode_png(const std::string &path) {
     const size_t stride = img.width * channels;
     std::vector<uint8_t> raw(img.height * (stride + 1));
     uLongf size = raw.size();
-    EXPECT_EQ(uncompress(raw.data(), &size, reinterpret_cast<const Bytef *>(idat.data()),
-                         idat.size()),
-              Z_OK);
+    EXPECT_EQ(
+        uncompress(raw.data(), &size, reinterpret_cast<const Bytef *>(idat.data()), idat.size()),
+        Z_OK);
     std::vector<uint8_t> prev(stride), cur(stride);
     for (uint32_t y = 0; y < img.height; ++y) {
         const uint8_t filter = raw[y * (stride + 1)];
@@ -234,7 +234,9 @@ Image decode_png(const std::string &path) {
             const int pred = filter == 1   ? a
                              : filter == 2 ? b
                              : filter == 3 ? (a + b) / 2
-                             : filter == 4 ? (pa <= pb && pa <= pc ? a : pb <= pc ? b : c)
+                             : filter == 4 ? (pa <= pb && pa <= pc ? a
+                                              : pb <= pc           ? b
+                                                                   : c)
                                            : 0;
             cur[x] = static_cast<uint8_t>(line[x] + pred);
         }

@@ -39,8 +39,8 @@ class Plan : public ScratchTest {
 // not see). Pushed A first, the typo stays while only A has the change; B first, the pair is
 // consistent at once.
 TEST_F(Plan, ChangeSafeInOneOrderOnly) {
-    const std::string b_typo = edited(b_, "b_typo.cfg", "   vxlan vlan 12 vni 10012",
-                                      "   vxlan vlan 12 vni 10013");
+    const std::string b_typo =
+        edited(b_, "b_typo.cfg", "   vxlan vlan 12 vni 10012", "   vxlan vlan 12 vni 10013");
     const std::string a2 = edited(a_, "a2.cfg", "   name VRF10_VLAN11", "   name TENANT_11");
     Outcome r = plan(a_, b_typo, a2, b_);
     EXPECT_EQ(r.status, 0) << r.err;
@@ -72,8 +72,9 @@ TEST_F(Plan, ChangeSafeInOneOrderOnly) {
 // order.
 TEST_F(Plan, ChangeUnsafeInBothOrders) {
     auto add_vlan = [&](const std::string &from, const std::string &name) {
-        const std::string once = edited(from, name, "   vxlan vlan 3402 vni 13402",
-                                        "   vxlan vlan 3402 vni 13402\n   vxlan vlan 3403 vni 13403");
+        const std::string once =
+            edited(from, name, "   vxlan vlan 3402 vni 13402",
+                   "   vxlan vlan 3402 vni 13402\n   vxlan vlan 3403 vni 13403");
         return edited(once, name, "\nvlan 3402\n", "\nvlan 3402,3403\n");
     };
     const std::string a2 = add_vlan(a_, "a2.cfg"), b2 = add_vlan(b_, "b2.cfg");
@@ -99,8 +100,8 @@ TEST_F(Plan, ChangeUnsafeInBothOrders) {
 // The change maps VLAN 21 to VNI 10121 on B only: consistent in neither finished state.
 TEST_F(Plan, ChangeInconsistentWhenFullyApplied) {
     const std::string a2 = edited(a_, "a2.cfg", "   name VRF10_VLAN11", "   name TENANT_11");
-    const std::string b2 = edited(b_, "b2.cfg", "   vxlan vlan 21 vni 10021",
-                                  "   vxlan vlan 21 vni 10121");
+    const std::string b2 =
+        edited(b_, "b2.cfg", "   vxlan vlan 21 vni 10021", "   vxlan vlan 21 vni 10121");
     Outcome r = plan(a_, b_, a2, b2);
     EXPECT_EQ(r.status, 1) << r.err;
     EXPECT_THAT(r.out, HasSubstr("After the change (A " + a2 + ", B " + b2 + "): FAIL\n"));
