@@ -35,6 +35,8 @@
 #include <platform/tlv_array.h>
 #include <platform/tree.h>
 
+#include "zorv_drel_version.h"
+
 /* Record layouts are ABI: each record below is followed by the size and field offsets it must
  * keep, so a change that moves a field fails to compile. */
 #ifdef __cplusplus
