@@ -10,7 +10,7 @@ set(scratch ${BIN}/packages-check)
 file(REMOVE_RECURSE ${scratch})
 file(MAKE_DIRECTORY ${scratch}/root)
 set(OUT ${BIN}/packages)
-file(GLOB old ${OUT}/*.deb ${OUT}/*.ddeb)
+file(GLOB old ${OUT}/*.deb ${OUT}/*.ddeb ${OUT}/lintian.txt)
 if(old)
   file(REMOVE ${old})
 endif()
@@ -113,11 +113,13 @@ endforeach()
 
 # lintian, pedantic: no error and no warning; what remains is listed in docs/packaging.md.
 file(GLOB debs ${OUT}/*.deb ${OUT}/*.ddeb)
-execute_process(COMMAND ${LINTIAN} --pedantic --info --fail-on error,warning ${debs}
+execute_process(COMMAND ${LINTIAN} --pedantic --display-info --fail-on error,warning ${debs}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "lintian finds errors or warnings in the packages (rc=${rc}):\n${out}\n${err}")
 endif()
+# `./dev package` shows what lintian said.
+file(WRITE ${OUT}/lintian.txt "${out}")
 message(STATUS "lintian --pedantic: no error, no warning\n${out}")
 
 # The unpacked packages work together: drelsim finds the packaged library beside it ...
