@@ -147,7 +147,8 @@ static void fill_cache(void) {
     expect(rc == 0, "global rebuild: 0x%X", rc);
 
     const member_vni_t vnis[3] = {{100, 5000}, {100, 5001}, {101, 6000}};
-    for (int i = 0; i < 3; ++i) add(&memvni, ZORV_TYPE1_GBL_MEMBER_VNI, sizeof vnis[i], &vnis[i]);
+    for (int i = 0; i < 3; ++i)
+        add(&memvni, ZORV_TYPE1_GBL_MEMBER_VNI, sizeof vnis[i], &vnis[i]);
     configure(0, &memvni);
 
     const uint16_t len1 = make_vsi(vsi1, 1, ZORV_MAP_MODE_STATIC, 5000, 10);
@@ -209,8 +210,7 @@ static void failing_allocation(void) {
     const char *fn = "zorv_drel_gbl_cfg_memvni_avl_get_params(";
     const char *tail = "): TLV array size 40\n"; /* 4 + three TLVs of 4 + 8 bytes */
     expect(altplat_event_count() == events + 1 && strncmp(last, fn, strlen(fn)) == 0 &&
-               strlen(last) > strlen(tail) &&
-               strcmp(last + strlen(last) - strlen(tail), tail) == 0,
+               strlen(last) > strlen(tail) && strcmp(last + strlen(last) - strlen(tail), tail) == 0,
            "the export without memory logged %u events, the last '%s'",
            altplat_event_count() - events, last);
 }

@@ -16,8 +16,8 @@ typedef struct block {
 
 static block_t *g_blocks;         /* the live blocks, unordered */
 static uint32_t g_count, g_space; /* used and allocated entries of g_blocks */
-static uint32_t g_skip, g_fail;   /* fault injection: successes left to let through, then failures */
-static uint32_t g_failed;         /* allocations failed on purpose */
+static uint32_t g_skip, g_fail; /* fault injection: successes left to let through, then failures */
+static uint32_t g_failed;       /* allocations failed on purpose */
 
 int tracked_mem_init(const char *lib_name, uint32_t service_id, const char *const *type_names,
                      uint32_t type_count) {
@@ -77,7 +77,8 @@ int tracked_free(uint32_t service_id, void *block) {
 
 uint32_t altplat_live_blocks(uint32_t service_id) {
     uint32_t n = 0;
-    for (uint32_t i = 0; i < g_count; ++i) n += g_blocks[i].service_id == service_id;
+    for (uint32_t i = 0; i < g_count; ++i)
+        n += g_blocks[i].service_id == service_id;
     return n;
 }
 

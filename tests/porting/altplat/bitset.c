@@ -17,7 +17,7 @@ typedef struct growth {
     uint8_t *chunk[CHUNKS]; /* chunk c holds VNIs c * 8192 .. c * 8192 + 8191; [0] unused */
 } growth_t;
 
-static growth_t **g_growth;         /* one entry per set that has grown */
+static growth_t **g_growth;          /* one entry per set that has grown */
 static uint32_t g_sets, g_set_space; /* used and allocated entries */
 
 static uint8_t *body(const bitset_t *set) {
@@ -68,7 +68,7 @@ int bitset_set(bitset_t *set, uint32_t bit) {
 int bitset_clear(bitset_t *set, uint32_t bit) {
     if (bit > BITSET_MAX_BIT) return (int)BITSET_ERR_RANGE;
     uint8_t *b = bytes_of(set, bit, 0);
-    if (b != NULL) b[(bit % CHUNK_BITS) / 8] &= (uint8_t)~(1u << bit % 8);
+    if (b != NULL) b[(bit % CHUNK_BITS) / 8] &= (uint8_t) ~(1u << bit % 8);
     return 0;
 }
 
@@ -85,7 +85,8 @@ static int32_t find_in(const uint8_t *b, uint32_t base, uint32_t from) {
         if (i == from / 8) byte &= (uint8_t)(0xFFu << from % 8);
         if (byte == 0) continue;
         uint32_t k = 0;
-        while (!(byte & (1u << k))) ++k;
+        while (!(byte & (1u << k)))
+            ++k;
         return (int32_t)(base + i * 8 + k);
     }
     return -1;
@@ -121,7 +122,8 @@ void bitset_free(bitset_t *set) {
     uint32_t i = 0;
     growth_t *g = growth_of(set, &i);
     if (g != NULL) {
-        for (uint32_t c = 1; c < CHUNKS; ++c) free(g->chunk[c]);
+        for (uint32_t c = 1; c < CHUNKS; ++c)
+            free(g->chunk[c]);
         free(g);
         g_growth[i] = g_growth[--g_sets];
     }
@@ -132,6 +134,7 @@ uint32_t bitmap_count_bits(const void *bytes, uint32_t nbytes) {
     const uint8_t *b = bytes;
     uint32_t n = 0;
     for (uint32_t i = 0; i < nbytes; ++i)
-        for (uint8_t v = b[i]; v != 0; v &= (uint8_t)(v - 1)) ++n;
+        for (uint8_t v = b[i]; v != 0; v &= (uint8_t)(v - 1))
+            ++n;
     return n;
 }

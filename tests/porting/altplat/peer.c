@@ -11,9 +11,9 @@
 #define MAX_IFS 16u
 
 static struct {
-    uint32_t if_index;           /* the interface */
-    uint32_t if_type;            /* its type */
-    drelm_sdb_if_info_t info;    /* its peer-link membership */
+    uint32_t if_index;        /* the interface */
+    uint32_t if_type;         /* its type */
+    drelm_sdb_if_info_t info; /* its peer-link membership */
 } g_ifs[MAX_IFS];
 static uint32_t g_if_count;
 
@@ -28,7 +28,8 @@ void altplat_add_peer_link_member(uint32_t if_index, uint32_t drel_id, uint32_t 
 
 static uint32_t if_slot(uint32_t if_index) {
     uint32_t i = 0;
-    while (i < g_if_count && g_ifs[i].if_index != if_index) ++i;
+    while (i < g_if_count && g_ifs[i].if_index != if_index)
+        ++i;
     return i;
 }
 
@@ -106,9 +107,9 @@ int cli_response_send_ok(const void *handle) {
 }
 
 struct msg {
-    uint32_t opcode;  /* the message's opcode */
-    uint32_t len;     /* payload bytes */
-    uint64_t data[];  /* the payload, 8-byte aligned */
+    uint32_t opcode; /* the message's opcode */
+    uint32_t len;    /* payload bytes */
+    uint64_t data[]; /* the payload, 8-byte aligned */
 };
 
 msg_t *altplat_msg_new(uint32_t opcode, const void *payload, uint32_t len) {
@@ -129,8 +130,9 @@ uint32_t msg_opcode_get(const msg_t *msg) {
 }
 
 const char *msg_opcode_name_get(uint32_t opcode) {
-    return opcode == 0x1A00Bu ? "type-1 update" : opcode == 0x1A014u ? "type-1 update with header"
-                                                                     : "other message";
+    return opcode == 0x1A00Bu   ? "type-1 update"
+           : opcode == 0x1A014u ? "type-1 update with header"
+                                : "other message";
 }
 
 void *msg_payload_get(const msg_t *msg, uint32_t *len) {

@@ -7,10 +7,10 @@
 #include "altplat_internal.h"
 
 struct tree {
-    tree_cmp_fn cmp;  /* the caller's order */
-    void **nodes;     /* ascending by cmp */
-    uint32_t count;   /* nodes held */
-    uint32_t space;   /* entries allocated */
+    tree_cmp_fn cmp; /* the caller's order */
+    void **nodes;    /* ascending by cmp */
+    uint32_t count;  /* nodes held */
+    uint32_t space;  /* entries allocated */
 };
 
 tree_t *tree_create(tree_cmp_fn cmp, uint32_t flags) {
@@ -52,7 +52,8 @@ int tree_insert(tree_t *t, void *node) {
         t->nodes = grown;
         t->space = space;
     }
-    for (uint32_t i = t->count; i > at; --i) t->nodes[i] = t->nodes[i - 1];
+    for (uint32_t i = t->count; i > at; --i)
+        t->nodes[i] = t->nodes[i - 1];
     t->nodes[at] = node;
     t->count++;
     return 0;
@@ -68,7 +69,8 @@ int tree_delete(tree_t *t, void *node) {
     if (t == NULL) return 0;
     const uint32_t at = index_of(t, node);
     if (at == t->count) return (int)TREE_ERR_NOT_FOUND;
-    for (uint32_t i = at; i + 1 < t->count; ++i) t->nodes[i] = t->nodes[i + 1];
+    for (uint32_t i = at; i + 1 < t->count; ++i)
+        t->nodes[i] = t->nodes[i + 1];
     t->count--;
     return 0;
 }
@@ -86,7 +88,8 @@ void *tree_next(const tree_t *t, const void *node) {
 void tree_destroy(tree_t *t, tree_free_fn free_fn) {
     if (t == NULL) return;
     if (free_fn != NULL)
-        for (uint32_t i = 0; i < t->count; ++i) free_fn(t->nodes[i]);
+        for (uint32_t i = 0; i < t->count; ++i)
+            free_fn(t->nodes[i]);
     free(t->nodes);
     free(t);
 }
