@@ -193,13 +193,16 @@ TEST_F(CacheUpdateTest, GlobalSecondTlvOfTypeTwoStops) {
     EXPECT_TRUE(zt::gbl_nodes().empty());
 }
 
-TEST_F(CacheUpdateTest, GlobalTooShortValueStops) {
+TEST_F(CacheUpdateTest, GlobalValueShorterThanItsKeyFailsTheKey) {
     auto b = zt::memvnis({{100, 5000}});
     const uint32_t bd_only = 7;
     b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
+    b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
     EXPECT_EQ(apply(0, 1, 0, b), ZORV_DREL_ERR_INVALID_ARG);
-    EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:8 too short (len:4, need:8)\n"));
+    EXPECT_TRUE(zt::has_log(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
+        << zt::dump_events();
     EXPECT_EQ(zt::memvni_nodes().size(), 1u);
+    EXPECT_EQ(zt::memvni_node(5001), nullptr);
 }
 
 // ---- interface scope ---------------------------------------------------------------------------
@@ -277,17 +280,72 @@ TEST_F(CacheUpdateTest, InterfaceKeyFailureStops) {
     EXPECT_EQ(zt::if_node(kIf, 9), nullptr);
 }
 
-TEST_F(CacheUpdateTest, InterfaceMalformedValueStops) {
+// A malformed value of a new service instance cannot make its node: the update ends as on any
+// failed creation.
+TEST_F(CacheUpdateTest, InterfaceMalformedNewValueFailsItsCreation) {
     zt::tlv_buf b;
     b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
     auto bad9 = zt::make_vsi_all(kIf, 8, 1, 1, {});
     reinterpret_cast<vsi_all_t *>(bad9.data())->dyn_map_cnt = 0xFFFFFFFFu; // negative
     zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, bad9);
     b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
-    EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_INVALID_ARG);
-    EXPECT_TRUE(zt::has_log(kFn, ": Error: malformed value of type:9 len:792\n"));
+    EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_NO_MEMORY);
+    EXPECT_TRUE(
+        zt::has_log("zorv_drel_if_cfg_avl_update", ": Error: Refused type:9 value of len:792\n"))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kFn, ": Failed malloc\n"));
     EXPECT_NE(zt::if_node(kIf, 7), nullptr);
     EXPECT_EQ(zt::if_nodes().size(), 1u);
+    base.expect_same();
+}
+
+TEST_F(CacheUpdateTest, InterfaceEightByteDeletesRemoveTheNodes) {
+    add_vsi(kIf, 7);
+    add_vsi(kIf, 8);
+    zt::tlv_buf b;
+    const uint32_t key5[2] = {kIf, 7}, key9[2] = {kIf, 8};
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, key5, sizeof key5);
+    b.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, key9, sizeof key9);
+    EXPECT_EQ(apply(1, 0, kIf, b), 0u);
+    EXPECT_TRUE(zt::if_nodes().empty());
+    EXPECT_EQ(zt::log_count(kFn, ": Entry deleted\n"), 2u) << zt::dump_events();
+    base.expect_same();
+}
+
+TEST_F(CacheUpdateTest, InterfaceKeyOnlyTypeSevenMakesTheEmptyNode) {
+    zt::tlv_buf b;
+    const uint32_t key[2] = {kIf, 7};
+    b.add(ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP, key, sizeof key);
+    EXPECT_EQ(apply(0, 0, kIf, b), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": success add type 7 len 8 to cache\n")) << zt::dump_events();
+    ASSERT_NE(zt::if_node(kIf, 7), nullptr);
+    EXPECT_EQ(zt::if_node(kIf, 7)->dyn_map_cnt, 0u);
+}
+
+TEST_F(CacheUpdateTest, InterfaceShortValueFailsItsUpdateAndTheUpdateGoesOn) {
+    add_vsi(kIf, 7); // admin 1
+    zt::tlv_buf b;
+    const uint32_t key[2] = {kIf, 7};
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, key, sizeof key);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 0});
+    EXPECT_EQ(apply(0, 0, kIf, b), 0u);
+    EXPECT_TRUE(
+        zt::has_log("zorv_drel_if_cfg_avl_update", ": Error: Refused type:5 value of len:8\n"))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kFn, ": Error: unable to update entry\n"));
+    EXPECT_EQ(zt::if_node(kIf, 7)->admin, 1u);
+    ASSERT_NE(zt::if_node(kIf, 9), nullptr);
+}
+
+TEST_F(CacheUpdateTest, InterfaceValueShorterThanItsKeyFailsTheKey) {
+    zt::tlv_buf b;
+    const uint32_t if_only = kIf;
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, &if_only, sizeof if_only);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 0});
+    EXPECT_EQ(apply(0, 0, kIf, b), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kFn, ": Error: Could not create if key for type 5\n"))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::if_nodes().empty());
 }
 
 TEST_F(CacheUpdateTest, InterfaceNeedsNoPeerLink) {

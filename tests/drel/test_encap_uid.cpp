@@ -8,6 +8,7 @@
 #include <string>
 
 #include "zorv_test_cache.h"
+#include "zorv_test_new_probe.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define CT_ASAN 1
@@ -203,18 +204,64 @@ TEST(EncapUid, CompareNullsGiveMinusOne) {
 }
 
 TEST(EncapUid, InsertFindDeleteDirectly) {
+    ASSERT_EQ(set("q"), 1u); // the tree exists from here on
     encap_uid_node_t *n = zorv_drel_encap_uid_avl_insert("p");
     ASSERT_NE(n, nullptr);
     EXPECT_EQ(n->id, 0u);
     EXPECT_STREQ(n->encap_name, "p");
     EXPECT_EQ(zorv_drel_encap_uid_avl_find("p"), n);
-    // A second insert of the same name is refused and leaves nothing behind.
-    EXPECT_EQ(zorv_drel_encap_uid_avl_insert("p"), nullptr);
-    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), 1u);
+    // The tree refuses a second node of the name; the node is the caller's all the same.
+    encap_uid_node_t *again = zorv_drel_encap_uid_avl_insert("p");
+    ASSERT_NE(again, nullptr);
+    EXPECT_NE(again, n);
+    EXPECT_STREQ(again->encap_name, "p");
+    EXPECT_EQ(zorv_drel_encap_uid_avl_find("p"), n);
+    EXPECT_EQ(uid_nodes(), 2u);
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), 3u);
+    zorv_drel_encap_uid_avl_free(again);
     zorv_drel_encap_uid_avl_delete(n);
     zorv_drel_encap_uid_avl_delete(nullptr);
     EXPECT_EQ(zorv_drel_encap_uid_avl_find("p"), nullptr);
+    EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), 1u);
+}
+
+// Only set and restore create the tree; an insert without one hands its node back.
+TEST(EncapUid, InsertDoesNotCreateTheTree) {
+    encap_uid_node_t *n = zorv_drel_encap_uid_avl_insert("p");
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(zorv_drel_encap_uid_avl, nullptr);
+    EXPECT_STREQ(n->encap_name, "p");
+    EXPECT_EQ(n->id, 0u);
+    zorv_drel_encap_uid_avl_free(n);
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), 0u);
+}
+
+// Fails each allocation that a set and a restore of a new name make with operator new, the
+// tree's own among them, one at a time: no node is ever left outside the tree.
+TEST(EncapUid, NodeTheTreeRefusesIsNotLeftBehind) {
+    ASSERT_EQ(set("a"), 1u); // the tree and the free bitmap exist
+    for (const bool restore : {false, true}) {
+        auto call = [restore] {
+            return restore ? zorv_drel_restore_encap_uid("b", 9) : zorv_drel_set_encap_uid("b");
+        };
+        zt::probe::start();
+        EXPECT_EQ(call(), restore ? 0u : 2u);
+        zt::probe::stop();
+        const int64_t made = zt::probe::allocations.load();
+        ASSERT_GT(made, 0);
+        (void)zorv_drel_free_encap_uid("b");
+        for (int64_t k = 0; k < made; ++k) {
+            zt::probe::fail(k, 1);
+            const uint32_t rc = call();
+            zt::probe::fail(-1, 0);
+            EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_uid_node_t), uid_nodes()) << k;
+            if (zorv_drel_encap_uid_avl_find("b") == nullptr)
+                EXPECT_EQ(rc, restore ? ZORV_DREL_ERR_NO_MEMORY : 0u) << k;
+            else
+                (void)zorv_drel_free_encap_uid("b");
+        }
+    }
+    EXPECT_EQ(uid_nodes(), 1u);
 }
 
 TEST(EncapUid, DeleteDoesNotFreeTheIdentifier) {

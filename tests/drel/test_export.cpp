@@ -397,6 +397,33 @@ TEST_F(ExportTest, ParamInfoRefusesUncheckedValues) {
     base.expect_same();
 }
 
+// An older peer sends nothing behind the pairs; its short summary reads only the head and the
+// pairs, so a value that ends after them has its row. A newer peer's value needs the rest.
+TEST_F(ExportTest, ParamInfoOfAnOlderPeerNeedsOnlyTheHeadAndPairs) {
+    auto v = zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}});
+    v.resize(sizeof(vsi_all_t) + 8);
+    zt::tlv_buf b;
+    zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
+    zt::exact_buf exact = zt::exact_array(b);
+    drelm_host_set_pelk_oper_ver(39);
+    {
+        info_holder i;
+        EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(exact.as<tlv_array_t>(), &i.p), 0u)
+            << zt::dump_events();
+        ASSERT_NE(i.p, nullptr);
+        expect_entry(i.p->entries[0], 9, "Service instance vni",
+                     "Vsi:7 Admin:Up Map:5,9000  VDP:FALSE DFS:FALSE");
+    }
+    drelm_host_set_pelk_oper_ver(40);
+    {
+        info_holder i;
+        EXPECT_EQ(zorv_drel_type1_cfg_get_param_info(exact.as<tlv_array_t>(), &i.p),
+                  ZORV_DREL_ERR_INVALID_ARG);
+        EXPECT_TRUE(zt::has_log(kInfo, ": Error: malformed value of type:9 len:28\n"));
+    }
+    base.expect_same();
+}
+
 TEST_F(ExportTest, ParamInfoWalkFailure) {
     auto b = zt::memvnis({{100, 5000}});
     zt::append_cut_tlv(b, 9, 792);

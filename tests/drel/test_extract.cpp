@@ -84,15 +84,58 @@ TEST_F(ExtractTest, UnknownOpcodeLogsOnlyTheEntryLine) {
     EXPECT_TRUE(zt::memvni_nodes().empty());
 }
 
-TEST_F(ExtractTest, NullMessageIsRefused) {
+TEST_F(ExtractTest, NullMessageIsANullPayload) {
     extraction x;
+    // The entry has no opcode to go by: it ends with the unknown ones.
     zt::extract(nullptr, x);
     EXPECT_EQ(x.rc, ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(zorv_drel_param_extractor_from_zorv_type1_upd(nullptr, &x.array, &x.num, &x.reserved,
                                                             &x.info),
-              ZORV_DREL_ERR_INVALID_ARG);
-    EXPECT_TRUE(zt::has_log(kUpd, ": Error: Invalid arg\n"));
+              0u);
+    EXPECT_TRUE(zt::has_log(kUpd, ": Null payload\n")) << zt::dump_events();
+    EXPECT_FALSE(zt::has_log(kUpd, ": Error: Invalid arg\n"));
     EXPECT_TRUE(x.array_untouched());
+    EXPECT_TRUE(x.info_untouched());
+    EXPECT_EQ(x.num, 0xA5A5A5A5u);
+    EXPECT_EQ(x.reserved, 0xA5A5A5A5u);
+}
+
+// Without a record, without a TLV array or without TLVs nothing is written, so no output is
+// needed.
+TEST_F(ExtractTest, MessageWithoutRecordsNeedsNoOutputs) {
+    auto upd = [](const msg_t *m) {
+        return zorv_drel_param_extractor_from_zorv_type1_upd(m, nullptr, nullptr, nullptr, nullptr);
+    };
+    auto payload = zt::make_update(0, 0, zt::memvnis({{100, 5000}}), true);
+    std::memset(payload.data() + ZORV_DREL_UPD_RESP_PRESENT_OFF, 0, 4);
+    EXPECT_EQ(upd(zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD_HDR, payload).get()), 0u);
+    EXPECT_TRUE(zt::has_log(kUpd, ": Null payload\n"));
+    EXPECT_EQ(upd(zt::make_msg(ZORV_DREL_OPC_TYPE1_UPD, std::vector<uint8_t>(12, 0)).get()), 0u);
+    EXPECT_TRUE(zt::has_log(kUpd, ": Invalid param len=0\n"));
+    EXPECT_EQ(upd(zt::update_msg(0, 0, zt::tlv_buf(), true).get()), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kUpd, ": Failed to find tlvs\n"));
+    EXPECT_FALSE(zt::has_log(kUpd, ": Error: Invalid arg\n")) << zt::dump_events();
+    EXPECT_TRUE(zt::memvni_nodes().empty());
+    base.expect_same();
+}
+
+// The outputs guard the writes of the records, the array and the counts: a missing one is
+// refused before anything is allocated or applied.
+TEST_F(ExtractTest, MissingOutputIsRefusedBeforeTheRecordsAreWritten) {
+    zt::msg_ptr m = zt::update_msg(0, 0, zt::memvnis({{100, 5000}}), true);
+    for (int missing = 0; missing < 4; ++missing) {
+        extraction x;
+        const uint32_t rc = zorv_drel_param_extractor_from_zorv_type1_upd(
+            m.get(), missing == 0 ? nullptr : &x.array, missing == 1 ? nullptr : &x.num,
+            missing == 2 ? nullptr : &x.reserved, missing == 3 ? nullptr : &x.info);
+        EXPECT_EQ(rc, ZORV_DREL_ERR_INVALID_ARG) << missing;
+        EXPECT_TRUE(x.array_untouched());
+        EXPECT_TRUE(x.info_untouched());
+        EXPECT_EQ(x.num, 0xA5A5A5A5u);
+    }
+    EXPECT_EQ(zt::log_count(kUpd, ": Error: Invalid arg\n"), 4u);
+    EXPECT_TRUE(zt::memvni_nodes().empty());
+    base.expect_same();
 }
 
 // ---- the two forms and what is handed back -----------------------------------------------------
@@ -292,36 +335,42 @@ TEST_F(ExtractTest, WalkFailsOnCutShortLastTlvAfterEarlierApplied) {
     base.expect_same();
 }
 
-TEST_F(ExtractTest, TooShortValueFailsOnlyItsTlv) {
+// A value that holds its key is keyed; it is refused only where its record would be copied: a
+// new node is not made and a cached one is not updated, and the TLV still gets its record.
+TEST_F(ExtractTest, ValueShorterThanItsRecordIsRefusedOnlyWhereItIsCopied) {
     zt::tlv_buf b;
-    const uint32_t short_admin[2] = {kIf, 7};
-    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin, sizeof short_admin);
+    const uint32_t short_admin7[2] = {kIf, 7};
+    const uint32_t short_admin8[2] = {kIf, 8};
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin7, sizeof short_admin7);
     b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 8, 1});
     auto bad9 = zt::make_vsi_all(kIf, 9, 1, 1, {{9000, 5}});
     reinterpret_cast<vsi_all_t *>(bad9.data())->dyn_map_cnt = 2; // claims one pair too many
     zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, bad9);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, short_admin8, sizeof short_admin8);
     zt::msg_ptr m = zt::update_msg(0, kIf, b, true);
     {
         extraction x;
         zt::extract(m.get(), x);
         ASSERT_EQ(x.rc, 0u);
-        ASSERT_EQ(x.num, 3u);
-        expect_record(x.info[0], 0, 0, 0, 0, kIf);
+        ASSERT_EQ(x.num, 4u);
+        expect_record(x.info[0], 5, 1, 5, 0, kIf);
         expect_record(x.info[1], 5, 1, 5, 0, kIf);
-        expect_record(x.info[2], 0, 0, 0, 0, kIf);
-        EXPECT_TRUE(zt::has_log(kIfFn, ": Error: value of type:5 too short (len:8, need:12)\n"));
-        EXPECT_TRUE(zt::has_log(kIfFn, ": Error: malformed value of type:9 len:800\n"));
-        EXPECT_TRUE(
-            zt::has_log(kUpd, ": Error: could not extract info for type:5, is_delete:0 \n"));
-        EXPECT_TRUE(
-            zt::has_log(kUpd, ": Error: could not extract info for type:9, is_delete:0 \n"));
+        expect_record(x.info[2], 9, 1, 9, 0, kIf);
+        expect_record(x.info[3], 5, 1, 5, 0, kIf);
+        const char *upd = "zorv_drel_if_cfg_avl_update";
+        EXPECT_EQ(zt::log_count(upd, ": Error: Refused type:5 value of len:8\n"), 2u)
+            << zt::dump_events();
+        EXPECT_TRUE(zt::has_log(upd, ": Error: Refused type:9 value of len:800\n"));
+        EXPECT_EQ(zt::log_count(kIfFn, ": Error: Failed create node\n"), 2u);
+        EXPECT_EQ(zt::logs_containing("could not extract info"), 0u);
     }
-    EXPECT_EQ(zt::if_nodes().size(), 1u);
-    EXPECT_NE(zt::if_node(kIf, 8), nullptr);
+    ASSERT_EQ(zt::if_nodes().size(), 1u);
+    ASSERT_NE(zt::if_node(kIf, 8), nullptr);
+    EXPECT_EQ(zt::if_node(kIf, 8)->admin, 1u); // not updated from the short value
     base.expect_same();
 }
 
-TEST_F(ExtractTest, TooShortMemberVni) {
+TEST_F(ExtractTest, MemberVniShorterThanItsKeyFailsTheKey) {
     zt::tlv_buf b;
     const uint32_t bd_only = 100;
     b.add(ZORV_TYPE1_GBL_MEMBER_VNI, &bd_only, 4);
@@ -332,7 +381,9 @@ TEST_F(ExtractTest, TooShortMemberVni) {
     ASSERT_EQ(x.rc, 0u);
     expect_record(x.info[0], 0, 0, 0, 1, 0);
     expect_record(x.info[1], 8, 1, 6000, 1, 0);
-    EXPECT_TRUE(zt::has_log(kMvFn, ": Error: value of type:8 too short (len:4, need:8)\n"));
+    EXPECT_EQ(zt::log_count(kMvFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")), 1u)
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kUpd, ": Error: could not extract info for type:8, is_delete:0 \n"));
     EXPECT_EQ(zt::memvni_nodes().size(), 1u);
 }
 
@@ -458,6 +509,27 @@ TEST_F(ExtractMemvniTest, GlobalTypesOneAndTwoAreSkipped) {
     base.expect_same();
 }
 
+TEST_F(ExtractMemvniTest, NodeThatCannotBeMadeNeedsNoRecord) {
+    const member_vni_t v{100, 5000};
+    {
+        zt::fault_guard f(0, 1);
+        EXPECT_EQ(zorv_drel_extract_memvni_param(0, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v, nullptr),
+                  ZORV_DREL_ERR_NO_MEMORY);
+    }
+    EXPECT_TRUE(zt::has_log(kMvFn, ": Failed create\n")) << zt::dump_events();
+    EXPECT_TRUE(zt::memvni_nodes().empty());
+}
+
+// The record is written last: without one the cache change is made and the call refused.
+TEST_F(ExtractMemvniTest, MissingRecordIsRefusedWhereItWouldBeWritten) {
+    const member_vni_t v{100, 5000};
+    EXPECT_EQ(zorv_drel_extract_memvni_param(0, ZORV_TYPE1_GBL_MEMBER_VNI, 8, &v, nullptr),
+              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kMvFn, ": added avl node for member vni\n"));
+    EXPECT_FALSE(zt::has_log(kMvFn, ": Adding memvni bd:100, vni:5000, action:replace\n"));
+    EXPECT_NE(zt::memvni_node(5000), nullptr);
+}
+
 TEST_F(ExtractMemvniTest, NullValueIsRefused) {
     drelm_app_cmd_extract_info_t r{};
     EXPECT_EQ(zorv_drel_extract_memvni_param(0, ZORV_TYPE1_GBL_MEMBER_VNI, 8, nullptr, &r),
@@ -484,6 +556,13 @@ class ExtractIfTest : public ExtractTest {
         const auto v = zt::make_vsi_all(if_index, vsi, 1, 1, {{9000, 5}}, {5}, "gold");
         return one(is_delete, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v.data(),
                    static_cast<uint16_t>(v.size()), if_index);
+    }
+    // Extracts a type-9 value of service instance 7 directly, without a record.
+    static uint32_t nine_without_record(uint32_t if_index) {
+        const auto v = zt::make_vsi_all(if_index, 7, 1, 1, {});
+        return zorv_drel_extract_if_params(0, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                                           static_cast<uint16_t>(v.size()), v.data(), if_index,
+                                           nullptr);
     }
 };
 
@@ -572,6 +651,60 @@ TEST_F(ExtractIfTest, NotAPeerLinkMember) {
     expect_record(r2, 0, 0, 0, 0, kIf2);
     ASSERT_EQ(zt::if_nodes().size(), 1u);
     EXPECT_NE(zt::if_node(kIf2, 7), nullptr);
+}
+
+TEST_F(ExtractIfTest, EightByteTypeNineDeleteRemovesTheNode) {
+    nine(0, 7);
+    const uint32_t key[2] = {kIf, 7};
+    const auto r = one(1, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, key, sizeof key);
+    expect_record(r, 9, 0, 7, 0, kIf);
+    EXPECT_TRUE(zt::if_nodes().empty());
+    EXPECT_TRUE(zt::has_log(kIfFn, ": Action Delete: deleting if_index:0x1000 vsi:7 cache node\n"))
+        << zt::dump_events();
+    base.expect_same();
+}
+
+TEST_F(ExtractIfTest, KeyOnlyTypeSevenMakesTheEmptyNode) {
+    const uint32_t key[2] = {kIf, 7};
+    const auto r = one(0, ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP, key, sizeof key);
+    expect_record(r, 7, 1, 7, 0, kIf);
+    EXPECT_TRUE(zt::has_log(kIfFn, ": created avl node\n")) << zt::dump_events();
+    EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_update", ": Unsupported type:7\n"));
+    const if_cfg_avl_node_t *n = zt::if_node(kIf, 7);
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(n->admin, 0u);
+    EXPECT_EQ(n->dyn_map_cnt, 0u);
+    EXPECT_EQ(n->encap_list, nullptr);
+}
+
+TEST_F(ExtractIfTest, ValueShorterThanItsKeyFailsTheKey) {
+    const uint32_t if_only = kIf;
+    const auto r = one(0, ZORV_TYPE1_INTF_VSI_ADMIN, &if_only, sizeof if_only);
+    expect_record(r, 0, 0, 0, 0, kIf);
+    EXPECT_TRUE(zt::has_log(kIfFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(kUpd, ": Error: could not extract info for type:5, is_delete:0 \n"));
+    EXPECT_TRUE(zt::if_nodes().empty());
+}
+
+// A non-member and a key that cannot be built write no record, so they need none.
+TEST_F(ExtractIfTest, CodesThatWriteNoRecordNeedNone) {
+    EXPECT_EQ(nine_without_record(kIf2), ZORV_DREL_ERR_DRELM_NO_RECORD);
+    EXPECT_TRUE(zt::has_log(kIfFn, ": interface:0x2000 is not pelk\n"));
+    const uint32_t w[3] = {kIf, 7, 1};
+    EXPECT_EQ(zorv_drel_extract_if_params(0, 3, sizeof w, w, kIf, nullptr),
+              ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kIfFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")))
+        << zt::dump_events();
+    EXPECT_TRUE(zt::if_nodes().empty());
+}
+
+// The record is written last: without one the cache change is made and the call refused.
+TEST_F(ExtractIfTest, MissingRecordIsRefusedWhereItWouldBeWritten) {
+    EXPECT_EQ(nine_without_record(kIf), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kIfFn, ": created avl node\n"));
+    EXPECT_FALSE(zt::has_log(kIfFn, ": If param for ifindex:0x1000  action:replace\n"));
+    EXPECT_NE(zt::if_node(kIf, 7), nullptr);
 }
 
 TEST_F(ExtractIfTest, UnsupportedTypeFailsTheKey) {

@@ -78,6 +78,7 @@ class DebugPrint : public ::testing::Test {
     void SetUp() override {
         ensure_debug_dir();
         fs::remove_all(path);
+        unsetenv("ZORV_DREL_DEBUG_FILE"); // the described default, whatever the caller's shell says
     }
     void TearDown() override { fs::remove(path); }
     const uint32_t ctx = own_context();
@@ -411,6 +412,40 @@ TEST_F(DebugPrint, FileKeptAcrossContextChanges) {
     EXPECT_EQ(zorv_drel_lib_debug_print(0, "two\n"), 0);
     EXPECT_EQ(read_file(path), header_for(ctx) + "one\ntwo\n");
     EXPECT_FALSE(fs::exists(other));
+}
+
+TEST_F(DebugPrint, EnvironmentNamesAnotherBase) {
+    const fs::path dir = fs::temp_directory_path() / ("zorv_drel_dbg_" + std::to_string(getpid()));
+    fs::remove_all(dir);
+    ASSERT_TRUE(fs::create_directory(dir));
+    ASSERT_EQ(setenv("ZORV_DREL_DEBUG_FILE", (dir / "switch.log").c_str(), 1), 0);
+    sysmgr_host_set_context_id(ctx);
+
+    EXPECT_EQ(zorv_drel_lib_debug_print(0, "elsewhere %d\n", 5), 0);
+    std::vector<std::string> names;
+    for (const auto &entry : fs::directory_iterator(dir))
+        names.push_back(entry.path().filename().string());
+    EXPECT_EQ(names, std::vector<std::string>{"switch.log." + std::to_string(ctx)});
+    EXPECT_EQ(read_file((dir / ("switch.log." + std::to_string(ctx))).string()),
+              header_for(ctx) + "elsewhere 5\n");
+    EXPECT_FALSE(fs::exists(path)); // the default file is not made
+    fs::remove_all(dir);
+}
+
+TEST_F(DebugPrint, EmptyEnvironmentKeepsTheDefault) {
+    ASSERT_EQ(setenv("ZORV_DREL_DEBUG_FILE", "", 1), 0);
+    sysmgr_host_set_context_id(ctx);
+    EXPECT_EQ(zorv_drel_lib_debug_print(0, "default\n"), 0);
+    EXPECT_EQ(read_file(path), header_for(ctx) + "default\n");
+}
+
+TEST_F(DebugPrint, BaseTooLongForAPathIsNotOpened) {
+    const std::string base = "/tmp/" + std::string(4100, 'z'); // no room for ".<context>"
+    ASSERT_EQ(setenv("ZORV_DREL_DEBUG_FILE", base.c_str(), 1), 0);
+    sysmgr_host_set_context_id(ctx);
+    EXPECT_EQ(zorv_drel_lib_debug_print(0, "lost\n"), 0);
+    EXPECT_EQ(zorv_drel_lib_debug_file, nullptr);
+    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(DebugPrint, OpenFailureIsSilentAndRetried) {

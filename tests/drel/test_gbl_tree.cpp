@@ -193,6 +193,45 @@ TEST(GblCreate, Type2HasMapAndNoId) {
     zorv_drel_gbl_cfg_avl_free(n);
 }
 
+TEST(GblCreate, Type2KeepsAllTheNameBytes) {
+    auto m = map_val("", {{5, 8000}});
+    std::memset(m->encap_name, 'm', sizeof m->encap_name); // no terminator at all
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m, m.get());
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(n->map.encap_name[ZORV_NAME_LEN - 1], 'm');
+    EXPECT_EQ(std::memcmp(&n->map, m.get(), sizeof *m), 0);
+    insert(n);
+    // Every compare stops after 256 bytes: the whole name finds the node, 255 of them do not.
+    EXPECT_EQ(find(std::string(256, 'm').c_str()), n);
+    EXPECT_EQ(find(std::string(255, 'm').c_str()), nullptr);
+    EXPECT_EQ(
+        zorv_drel_gbl_cfg_avl_update(n, ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, sizeof *m, m.get(), 0), 0u);
+    EXPECT_TRUE(
+        zt::has_log(kUpdate, ": type:2, del?0, prof:" + std::string(256, 'm') + ", map_exists?1\n"))
+        << zt::dump_events();
+}
+
+// The identifier is asked for with the caller's record as it stands: a name of 256 characters is
+// not the 255-character name the allocator holds.
+TEST(GblCreate, ProfileIdIsAskedWithTheCallersRecord) {
+    const std::string cut(255, 'q'), whole(256, 'q');
+    ASSERT_EQ(zorv_drel_set_encap_uid(cut.c_str()), 1u);
+    encap_name_t r{};
+    std::memset(r.encap_name, 'q', sizeof r.encap_name);
+    gbl_cfg_avl_node_t *n =
+        zorv_drel_create_gbl_node(nullptr, ZORV_TYPE1_GBL_ENCAP_PROFILE, 260, &r);
+    ASSERT_NE(n, nullptr);
+    EXPECT_EQ(zt::log_count(zt::kSrc, " Error: Failed to find profile:" + whole + "\n"), 2u)
+        << zt::dump_events();
+    EXPECT_TRUE(zt::has_log(zt::kSrc, " Error: node:" + cut + ", id:1 exists already\n"));
+    EXPECT_FALSE(zt::has_log(kCreate, ": Warn: Id:1 already exists for encap:" + cut + "\n"));
+    EXPECT_TRUE(zt::has_log(kCreate, ": set id:0 for encap:" + cut + "\n"));
+    EXPECT_EQ(n->id, 0u);
+    EXPECT_EQ(r.id, 0u);
+    zorv_drel_gbl_cfg_avl_free(n);
+}
+
 TEST(GblCreate, UnknownTypeFreesTheNode) {
     encap_name_t r = name_rec("p");
     for (uint16_t t : {0, 3, 5, 8, 9}) {

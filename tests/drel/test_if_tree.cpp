@@ -486,6 +486,26 @@ TEST(IfEncap, RemovalKeepsTheAppendCount) {
     EXPECT_EQ(zt::live_blocks(ZORV_DREL_LIB_MEM_encap_profile_node), 0u);
 }
 
+// The encap update and the delete by value compare the value's name field as it stands, over at
+// most 256 bytes: a name that fills all 256 is not the 255-character entry that it was cut to.
+TEST(IfEncap, UpdateAndDeleteByValueUseTheWholeNameField) {
+    node_ptr n(make_node(1, 1));
+    const std::string cut(255, 'w'), whole(256, 'w');
+    vsi_encap_rng_t v = rng_val(1, 1, "", {3});
+    std::memset(v.encap_name, 'w', sizeof v.encap_name); // no terminator at all
+    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v), 0u);
+    ASSERT_EQ(zt::encap_entries(n.p), 1u);
+    EXPECT_EQ(n->encap_list->encap_name, cut); // appended with 255 characters
+    ASSERT_EQ(zorv_drel_if_cfg_avl_update(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v), 0u);
+    EXPECT_EQ(zt::encap_entries(n.p), 2u); // appended again
+    EXPECT_EQ(n->encap_count, 2u);
+    EXPECT_EQ(zorv_drel_if_cfg_avl_delete(n.p, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, sizeof v, &v), 0u);
+    EXPECT_EQ(zt::encap_entries(n.p), 2u); // nothing removed
+    EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_del_encap", ": encap_name:" + whole + "\n"))
+        << zt::dump_events();
+    EXPECT_EQ(zt::logs_containing("----Deleted"), 0u);
+}
+
 TEST(IfEncap, RemovalWithoutANameRemovesNothing) {
     node_ptr n(make_node(1, 1));
     ASSERT_EQ(zorv_drel_if_cfg_avl_append_encap(n.p, "a", nullptr, nullptr), 0u);

@@ -180,6 +180,19 @@ TEST(GblDot1qMap, UnknownProfileFails) {
     EXPECT_TRUE(zt::has_log(kMap, ": Error: Failed to get profile for encap:p2\n"));
 }
 
+TEST(GblDot1qMap, OutputIsNeededOnlyWhereItIsWritten) {
+    zt::add_profile("p1");
+    zt::add_profile_map("p2", {{1, 2}});
+    EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap("p0", nullptr), ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kMap, ": Error: Failed to get profile for encap:p0\n"))
+        << zt::dump_events();
+    EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap("p1", nullptr), ZORV_DREL_ERR_FAILURE);
+    EXPECT_TRUE(zt::has_log(kMap, ": Error: Failed to get map for encap:p1\n"));
+    // Only a found map is written.
+    EXPECT_EQ(zorv_drel_lib_get_gbl_dot1qmap_for_encap("p2", nullptr), ZORV_DREL_ERR_INVALID_ARG);
+    EXPECT_TRUE(zt::has_log(kMap, ": Found matching prof for p2\n"));
+}
+
 TEST(GblDot1qMap, LongNameMatchesOnFirst255Characters) {
     const std::string stored(255, 'a');
     gbl_cfg_avl_node_t *node = zt::add_profile_map(stored, {{3, 33}});

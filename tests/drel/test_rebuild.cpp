@@ -169,22 +169,12 @@ TEST_F(RebuildTest, WalkFailsOnCutShortLastTlv) {
     base.expect_same();
 }
 
-TEST_F(RebuildTest, ShortValuesAreRefused) {
+TEST_F(RebuildTest, ValuesShorterThanTheirKeyFailTheKey) {
     {
         auto b = zt::memvnis({{100, 5000}});
         zt::add_bytes(b, ZORV_TYPE1_GBL_ENCAP_PROFILE, std::vector<uint8_t>(100, 'g'));
         EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:1 too short (len:100, need:256)\n"));
         EXPECT_NE(zt::memvni_node(5000), nullptr);
-        EXPECT_TRUE(zt::gbl_nodes().empty());
-    }
-    {
-        zt::tlv_buf b;
-        auto map = zt::map_val("gold", {{5, 9000}});
-        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map - 4);
-        EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(
-            zt::has_log(kFn, ": Error: value of type:2 too short (len:16636, need:16640)\n"));
         EXPECT_TRUE(zt::gbl_nodes().empty());
     }
     {
@@ -195,21 +185,98 @@ TEST_F(RebuildTest, ShortValuesAreRefused) {
     }
     {
         zt::tlv_buf b;
+        b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, &kIf, 4);
+        EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
+        EXPECT_TRUE(zt::if_nodes().empty());
+    }
+    EXPECT_EQ(zt::log_count(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")), 3u)
+        << zt::dump_events();
+    EXPECT_EQ(zt::logs_containing("too short"), 0u);
+}
+
+// A value that holds its key but not its record makes no node and refreshes none; the walk goes
+// on with the next TLV.
+TEST_F(RebuildTest, ValuesShorterThanTheirRecordFailOnlyThemselves) {
+    {
+        zt::tlv_buf b;
+        auto map = zt::map_val("gold", {{5, 9000}});
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map - 4);
+        b.add(ZORV_TYPE1_GBL_MEMBER_VNI, member_vni_t{101, 5001});
+        EXPECT_EQ(rebuild(b, 1), 0u);
+        EXPECT_TRUE(
+            zt::has_log(kFn, ": Error: value of type:2 too short (len:16636, need:16640)\n"))
+            << zt::dump_events();
+        EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 2 len 16636 to cache\n"));
+        EXPECT_TRUE(zt::gbl_nodes().empty());
+        EXPECT_NE(zt::memvni_node(5001), nullptr);
+    }
+    {
+        gbl_cfg_avl_node_t *cached = zt::add_profile_map("gold", {{5, 9000}});
+        ASSERT_NE(cached, nullptr);
+        zt::tlv_buf b;
+        auto map = zt::map_val("gold", {{6, 9001}});
+        b.add(ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP, map.get(), sizeof *map - 8);
+        EXPECT_EQ(rebuild(b, 1), 0u);
+        EXPECT_TRUE(
+            zt::has_log(kFn, ": Error: value of type:2 too short (len:16632, need:16640)\n"));
+        EXPECT_EQ(cached->map.dot1q_vni[6], 0u); // not refreshed
+    }
+    {
+        zt::tlv_buf b;
         b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 7, 1});
         auto v = zt::make_vsi_all(kIf, 8, 1, 1, {});
         v.resize(791);
         zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, v);
-        EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(zt::has_log(kFn, ": Error: malformed value of type:9 len:791\n"));
+        std::vector<uint8_t> rng(100, 0);
+        std::memcpy(rng.data(), &kIf, 4);
+        rng[4] = 9;
+        zt::add_bytes(b, ZORV_TYPE1_INTF_VSI_ENCAP_PROF, rng);
+        b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 10, 1});
+        EXPECT_EQ(rebuild(b, 0, kIf), 0u);
+        EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_update",
+                                ": Error: Refused type:9 value of len:791\n"));
+        EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_update_encap",
+                                ": Error: Refused type:6 value of len:100\n"));
+        EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 9 len 791 to cache\n"));
+        EXPECT_TRUE(zt::has_log(kFn, ": Error: failed to  add type 6 len 100 to cache\n"));
         EXPECT_NE(zt::if_node(kIf, 7), nullptr);
         EXPECT_EQ(zt::if_node(kIf, 8), nullptr);
+        EXPECT_EQ(zt::if_node(kIf, 9), nullptr);
+        EXPECT_NE(zt::if_node(kIf, 10), nullptr);
     }
-    {
+    base.expect_same();
+}
+
+TEST_F(RebuildTest, KeyOnlyTypeFiveOfACachedInstanceChangesNothing) {
+    zt::tlv_buf cached;
+    zt::add_bytes(cached, ZORV_TYPE1_INTF_VSI_ATTRIBUTES,
+                  zt::make_vsi_all(kIf, 7, 1, 1, {{9000, 5}}, {5}, "gold"));
+    ASSERT_EQ(rebuild(cached, 0, kIf), 0u);
+    const if_cfg_avl_node_t *n = zt::if_node(kIf, 7);
+    ASSERT_NE(n, nullptr);
+    const std::vector<uint8_t> before(reinterpret_cast<const uint8_t *>(n),
+                                      reinterpret_cast<const uint8_t *>(n) + sizeof *n);
+    zt::tlv_buf b;
+    const uint32_t key[2] = {kIf, 7};
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, key, sizeof key);
+    b.add(ZORV_TYPE1_INTF_VSI_ADMIN, vsi_admin_t{kIf, 9, 1});
+    EXPECT_EQ(rebuild(b, 0, kIf), 0u);
+    EXPECT_TRUE(zt::has_log(kFn, ": Found cache entry for  type 5 len 8 ")) << zt::dump_events();
+    EXPECT_TRUE(zt::has_log("zorv_drel_if_cfg_avl_update_encap", ": Unkn type:5\n"));
+    EXPECT_EQ(std::memcmp(before.data(), n, sizeof *n), 0);
+    EXPECT_NE(zt::if_node(kIf, 9), nullptr);
+}
+
+TEST_F(RebuildTest, InterfaceTypeInTheGlobalRebuildFailsTheKeyWhateverItsLength) {
+    for (uint16_t len : {4, 8, 12}) {
         zt::tlv_buf b;
-        b.add(ZORV_TYPE1_INTF_VSI_ENCAP_PROF, &kIf, 4);
-        EXPECT_EQ(rebuild(b, 0, kIf), ZORV_DREL_ERR_INVALID_ARG);
-        EXPECT_TRUE(zt::has_log(kFn, ": Error: value of type:6 too short (len:4, need:780)\n"));
+        const vsi_admin_t a{kIf, 7, 1};
+        b.add(ZORV_TYPE1_INTF_VSI_ADMIN, &a, len);
+        EXPECT_EQ(rebuild(b, 1), ZORV_DREL_ERR_INVALID_ARG) << len;
     }
+    EXPECT_EQ(zt::log_count(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")), 3u)
+        << zt::dump_events();
+    EXPECT_EQ(zt::logs_containing("too short"), 0u);
 }
 
 TEST_F(RebuildTest, CreationFailureIsLoggedAndWalkGoesOn) {

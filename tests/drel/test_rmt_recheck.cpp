@@ -104,23 +104,36 @@ TEST(RmtRecheck, MalformedArrayReturnsTheWalkCode) {
         zt::has_log(kFn, ": Failed (rc=" + zt::rc_text(TLV_ERR_MALFORMED) + ") to retrieve tlv\n"));
 }
 
-TEST(RmtRecheck, ValuesTooShortForTheirKeyAreSkippedAndTheWalkGoesOn) {
+TEST(RmtRecheck, AValueTooShortForItsKeyIsAKeyFailureThatEndsTheWalk) {
     zt::add_memvni(10, 5000);
-    zt::tlv_buf rmt;
     const member_vni_t good{10, 5000};
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, &good, 4); // the VNI lies behind the 4 bytes
     auto name = zt::name_wire("p");
-    rmt.add(ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 100); // the name field is 256 bytes
-    rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, good);
-    zt::exact_buf r = zt::exact_array(rmt);
-    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 1, 0), 0u);
-    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:8 - rmt value too short, "
-                                 "len:4, min:8\n"));
-    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:1 - rmt value too short, "
-                                 "len:100, min:256\n"));
-    EXPECT_EQ(zt::log_count(kTlv, ":  Pass type-1 compat check type:8, len=8 lcl bd:10, vni:5000 "
-                                  "rmt bd:10,vni:5000\n"),
-              1u);
+    struct short_value {
+        uint32_t is_gbl;
+        uint16_t type;
+        const void *value;
+        uint16_t len;
+    };
+    const uint32_t words[2] = {kIf, 7};
+    const short_value cases[] = {
+        {1, ZORV_TYPE1_GBL_MEMBER_VNI, &good, 4},            // the VNI lies behind the 4 bytes
+        {1, ZORV_TYPE1_GBL_ENCAP_PROFILE, name.data(), 100}, // the name field is 256 bytes
+        {0, ZORV_TYPE1_INTF_VSI_ATTRIBUTES, words, 4},       // the id lies behind the 4 bytes
+    };
+    for (const short_value &c : cases) {
+        debug_history_clear(zt::kSvc);
+        zt::tlv_buf rmt;
+        rmt.add(c.type, c.value, c.len);
+        rmt.add(ZORV_TYPE1_GBL_MEMBER_VNI, good); // never reached
+        zt::exact_buf r = zt::exact_array(rmt);
+        EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), c.is_gbl, kIf),
+                  ZORV_DREL_ERR_INVALID_ARG)
+            << c.type;
+        EXPECT_EQ(zt::log_count(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")), 1u)
+            << zt::dump_events();
+        EXPECT_EQ(zt::log_count(kFn, ": type = 8, tlen=8\n"), 0u);
+        EXPECT_EQ(zt::logs_containing("Pass type-1 compat check"), 0u);
+    }
 }
 
 TEST(RmtRecheck, AValueShorterThanItsRecordIsKeyedFromItsName) {
@@ -145,13 +158,14 @@ TEST(RmtRecheck, ShortInterfaceValueIsKeyedAndFailsItsPair) {
     rmt.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, words, 8);
     rmt.add(ZORV_TYPE1_INTF_VSI_ATTRIBUTES, words, 4); // the id lies behind the 4 bytes
     zt::exact_buf r = zt::exact_array(rmt);
-    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf), 0u);
+    EXPECT_EQ(zorv_drel_type1_rmt_cfg_cache_rebuild(r.as<tlv_array_t>(), 0, kIf),
+              ZORV_DREL_ERR_INVALID_ARG);
     EXPECT_EQ(zt::log_count(kTlv, ": lcl_type:9, rmt_type:9\n"), 1u);
     EXPECT_TRUE(zt::has_log(kTlv, ": Failed type-1 compat check for type:9 - rmt value too short, "
                                   "len:8, min:792\n"))
         << zt::dump_events();
-    EXPECT_TRUE(zt::has_log(kFn, ": Failed type-1 compat check for type:9 - rmt value too short, "
-                                 "len:4, min:8\n"));
+    // The second value is too short for its key: the walk ends with the key failure.
+    EXPECT_EQ(zt::log_count(kFn, zt::rc_text(ZORV_DREL_ERR_INVALID_ARG, "to set key")), 1u);
 }
 
 TEST(RmtRecheck, AMissingNodeEndsTheWalkBeforeALaterFailure) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
+#include <map>
 #include <regex>
 #include <string>
 #include <vector>
@@ -243,6 +245,45 @@ TEST(ErrorToString, KnowsTheFeatureCodes) {
         EXPECT_EQ(error_to_string(0x42D90038 + i),
                   std::string("type-1 compatibility check failed for type ") + types[i]);
     EXPECT_STREQ(error_to_string(0x41B70016), "peer manager: no record");
+}
+
+// The porting guide's table of error texts is what the host platform renders, for every code
+// of the platform and of the library.
+TEST(ErrorToString, PortingGuideListsEveryText) {
+    std::ifstream guide(ZORV_SOURCE_DIR "/docs/porting.md");
+    ASSERT_TRUE(guide.good());
+    const std::regex row(R"re(^\| `0x([0-9A-F]{8})` \| [^|]+ \| "([^"]*)" \|$)re");
+    std::map<uint32_t, std::string> listed;
+    std::smatch m;
+    for (std::string line; std::getline(guide, line);)
+        if (std::regex_match(line, m, row))
+            listed[static_cast<uint32_t>(std::stoul(m[1], nullptr, 16))] = m[2];
+    const uint32_t codes[] = {0,
+                              TRACKED_ERR_BAD_BLOCK,
+                              TREE_ERR_EXISTS,
+                              TREE_ERR_NO_MEMORY,
+                              TREE_ERR_NOT_FOUND,
+                              TLV_ERR_NO_SPACE,
+                              TLV_ERR_END,
+                              TLV_ERR_MALFORMED,
+                              BITSET_ERR_RANGE,
+                              BITSET_ERR_NO_MEMORY,
+                              0x42D90001,
+                              0x42D90002,
+                              0x42D90003,
+                              0x42D9002B,
+                              0x42D90038,
+                              0x42D90039,
+                              0x42D9003A,
+                              0x42D9003B,
+                              0x42D9003C,
+                              0x42D9003D,
+                              0x41B70016};
+    EXPECT_EQ(listed.size(), std::size(codes));
+    for (uint32_t code : codes) {
+        ASSERT_EQ(listed.count(code), 1u) << std::hex << code << " is not in the guide";
+        EXPECT_EQ(listed[code], error_to_string(code)) << std::hex << code;
+    }
 }
 
 TEST(ErrorToString, RendersAnythingElseAsUnknownHex) {

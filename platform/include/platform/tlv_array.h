@@ -14,10 +14,19 @@ extern "C" {
 #define TLV_ERR_END 0x0E030002u
 #define TLV_ERR_MALFORMED 0x0E030003u
 
+/* C++ has no flexible array member; g++ and clang++ lay one out as C does and take it here
+ * without a pedantic warning. */
+#ifdef __cplusplus
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
+#endif
 typedef struct tlv_array {
     uint32_t len;   /* bytes of TLVs in data */
     uint8_t data[]; /* the TLVs */
 } tlv_array_t;
+#ifdef __cplusplus
+#pragma GCC diagnostic pop
+#endif
 /* Contract with libzorvdrel: the library always passes aligned = 1. Each TLV is a u16 type, a
  * u16 length and the value, in host byte order, padded with zero bytes to a multiple of 4.
  * The library sizes the arrays it builds as 4 + the sum of tlv_aligned_size of their values,

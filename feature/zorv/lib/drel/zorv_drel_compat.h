@@ -17,14 +17,6 @@ const char *passed_or_failed(uint32_t rc) noexcept;
 bool value_readable(const char *fn, uint16_t type, const char *side, const void *value,
                     uint32_t len, vsi_all_view &view, const vsi_all_rules &rules = {}) noexcept;
 
-// The peer protocol version, which decides what a type-9 value carries.
-uint32_t peer_version() noexcept;
-
-// Peers up to version 39 send no allowed-VLAN bitmap or profile name behind the pairs, so a
-// value from them needs only its head and pairs. A local count of 0 or less means no pairs; a
-// remote one below 0 is refused, as it may come from anyone.
-vsi_all_rules type9_rules(uint32_t ver, bool local) noexcept;
-
 // The local interface node of a type-9 value, or null with the code that explains why.
 const if_cfg_avl_node_t *find_if_node(const char *fn, uint16_t lcl_len, const vsi_all_t &l,
                                       uint32_t &rc) noexcept;

@@ -48,20 +48,13 @@ uint32_t peer_version() noexcept {
     return ver;
 }
 
-// Peers up to version 39 send no allowed-VLAN bitmap or profile name behind the pairs, so a
-// value from them needs only its head and pairs. A local count of 0 or less means no pairs; a
-// remote one below 0 is refused, as it may come from anyone.
-vsi_all_rules type9_rules(uint32_t ver, bool local) noexcept {
-    return {.tail = ver > 39, .nonpositive_empty = local};
-}
-
 // The local interface node of a type-9 value, or null with the code that explains why.
 const if_cfg_avl_node_t *find_if_node(const char *fn, uint16_t lcl_len, const vsi_all_t &l,
                                       uint32_t &rc) noexcept {
     const auto found = find<if_tree>({ZORV_TYPE1_INTF_VSI_ATTRIBUTES, lcl_len, &l}, l.if_index);
     rc = found.rc;
     if (rc != ZORV_DREL_OK) {
-        ZLOG_AS(fn, "%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
+        (void)key_failed(fn, rc);
         return nullptr;
     }
     const if_cfg_avl_node_t *node = found.node;

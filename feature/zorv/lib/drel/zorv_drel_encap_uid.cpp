@@ -42,6 +42,31 @@ encap_uid_node_t *uid_lookup(const char *name, encap_uid_node_t &key) noexcept {
     return node;
 }
 
+// A new node of `name` with id 0, offered to the tree; `inserted` tells whether the tree took
+// it. Null only when the node cannot be allocated.
+encap_uid_node_t *uid_insert(const char *name, bool &inserted) noexcept {
+    inserted = false;
+    auto *node = static_cast<encap_uid_node_t *>(
+        zorv_drel_lib_calloc(ZORV_DREL_LIB_MEM_encap_uid_node_t, sizeof(encap_uid_node_t)));
+    if (node == nullptr) return nullptr;
+    zorv::copy_name(node->encap_name, name);
+    node->id = 0;
+    inserted = tree_insert(zorv_drel_encap_uid_avl, node) == 0;
+    return node;
+}
+
+// A node of `name` in the tree for set and restore, or null. A node the tree refuses is
+// released here: nothing else could reach it.
+encap_uid_node_t *uid_insert_kept(const char *name) noexcept {
+    bool inserted = false;
+    encap_uid_node_t *node = uid_insert(name, inserted);
+    if (node != nullptr && !inserted) {
+        zorv_drel_encap_uid_avl_free(node);
+        return nullptr;
+    }
+    return node;
+}
+
 } // namespace
 
 encap_uid_node_t *zorv_drel_encap_uid_avl_find(const char *name) {
@@ -49,15 +74,12 @@ encap_uid_node_t *zorv_drel_encap_uid_avl_find(const char *name) {
     return uid_lookup(name, key);
 }
 
-// Returns null, inserting nothing, when the node cannot be allocated or inserted.
+// The tree is not created here. A node that the tree refuses (or that has no tree to go into)
+// is handed back all the same, and is then the caller's to free; null only when the node cannot
+// be allocated.
 encap_uid_node_t *zorv_drel_encap_uid_avl_insert(const char *name) {
-    if (!ensure_uid_tree()) return nullptr;
-    auto node = zorv::tracked_calloc<encap_uid_node_t>(ZORV_DREL_LIB_MEM_encap_uid_node_t);
-    if (!node) return nullptr;
-    zorv::copy_name(node->encap_name, name);
-    node->id = 0;
-    if (tree_insert(zorv_drel_encap_uid_avl, node.get()) != 0) return nullptr;
-    return node.release();
+    bool inserted = false;
+    return uid_insert(name, inserted);
 }
 
 void zorv_drel_encap_uid_avl_delete(encap_uid_node_t *node) {
@@ -75,7 +97,7 @@ uint32_t zorv_drel_set_encap_uid(const char *name) {
     }
     // The bitmap comes first so that a failed malloc leaves no node behind.
     if (!ensure_free_bmp()) return 0;
-    encap_uid_node_t *node = zorv_drel_encap_uid_avl_insert(name);
+    encap_uid_node_t *node = uid_insert_kept(name);
     if (node == nullptr) return 0;
     const uint32_t b = zorv::bmp::next_set(*free_encap_bmp_p, 0);
     // Exhausted: the node stays without an identifier until its name is freed.
@@ -100,7 +122,7 @@ uint32_t zorv_drel_restore_encap_uid(const char *name, uint32_t id) {
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     if (!ensure_free_bmp()) return ZORV_DREL_ERR_NO_MEMORY;
-    encap_uid_node_t *node = zorv_drel_encap_uid_avl_insert(name);
+    encap_uid_node_t *node = uid_insert_kept(name);
     if (node == nullptr) return ZORV_DREL_ERR_NO_MEMORY;
     // Whether the identifier was free is not examined: it is marked used either way.
     zorv::bmp::clear(*free_encap_bmp_p, id - 1);

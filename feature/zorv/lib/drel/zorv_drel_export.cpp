@@ -116,8 +116,12 @@ bool fill_row(const tlv &t, drelm_app_info_entry_t &e) noexcept {
         ZLOG_AS(fn, "%s(%d): Invalid param type:%d\n", static_cast<int>(t.type));
         return false;
     }
-    // The renderers trust their input: only a value that holds its record reaches them.
-    if (!value_fits_logged(fn, t.type, t.len, t.value)) return false;
+    // The renderers trust their input: only a value that holds what its text reads reaches
+    // them. For an older peer that is the head and pairs of a type-9 value.
+    const vsi_all_rules rules = t.type == ZORV_TYPE1_INTF_VSI_ATTRIBUTES
+                                    ? type9_rules(peer_version(), false)
+                                    : vsi_all_rules{};
+    if (!value_fits_logged(fn, t.type, t.len, t.value, rules)) return false;
     const char *text =
         t.type == ZORV_TYPE1_GBL_MEMBER_VNI
             ? zorv_drel_gbl_tlv_memvni_to_str(static_cast<const member_vni_t *>(t.value))

@@ -168,13 +168,10 @@ uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(const msg_t *msg,
                                                        drelm_app_cmd_extract_info_t **info_out) {
     const uint32_t opc = msg != nullptr ? msg_opcode_get(msg) : 0;
     ZLOG("%s(%d): Entry opc:%s\n", msg_opcode_name_get(opc));
-    if (msg == nullptr || tlv_array_out == nullptr || num_tlvs_out == nullptr ||
-        reserved_out == nullptr || info_out == nullptr) {
-        ZLOG("%s(%d): Error: Invalid arg\n");
-        return ZORV_DREL_ERR_INVALID_ARG;
-    }
     upd_record upd;
-    const upd_state state = locate_update(__func__, msg, opc != ZORV_DREL_OPC_TYPE1_UPD, upd);
+    const upd_state state = msg != nullptr
+                                ? locate_update(__func__, msg, opc != ZORV_DREL_OPC_TYPE1_UPD, upd)
+                                : upd_state::no_payload;
     if (state == upd_state::refused) return ZORV_DREL_ERR_INVALID_ARG;
     if (state == upd_state::no_payload || upd.rec == nullptr) {
         ZLOG("%s(%d): Null payload\n");
@@ -189,6 +186,12 @@ uint32_t zorv_drel_param_extractor_from_zorv_type1_upd(const msg_t *msg,
     const uint32_t count = tlv_array_count(param, 1);
     if (count == 0) {
         ZLOG("%s(%d): Failed to find tlvs\n");
+        return ZORV_DREL_ERR_INVALID_ARG;
+    }
+    // The outputs are needed from here on, where they are first written.
+    if (tlv_array_out == nullptr || num_tlvs_out == nullptr || reserved_out == nullptr ||
+        info_out == nullptr) {
+        ZLOG("%s(%d): Error: Invalid arg\n");
         return ZORV_DREL_ERR_INVALID_ARG;
     }
     extraction out;
@@ -220,20 +223,15 @@ uint32_t zorv_drel_extract_if_params(uint32_t is_delete, uint16_t type, uint16_t
                                      const void *value, uint32_t if_index,
                                      drelm_app_cmd_extract_info_t *info) {
     ZLOG("%s(%d): extract interface params\n");
-    if (info == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
     uint32_t drel_id = 0;
     if (const uint32_t rc = zorv_drel_lib_get_drel_id(if_index, &drel_id); rc != 0) {
         ZLOG("%s(%d): interface:0x%x is not pelk\n", if_index);
         return rc;
     }
     ZLOG("%s(%d): port 0x%x is DREL (ID %d)\n", if_index, static_cast<int>(drel_id));
-    if (!value_fits_logged(__func__, type, len, value)) return ZORV_DREL_ERR_INVALID_ARG;
     const tlv t{type, len, value};
     const auto found = find<if_tree>(t, if_index);
-    if (found.rc != 0) {
-        ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", found.rc, error_to_string(found.rc));
-        return found.rc;
-    }
+    if (found.rc != 0) return key_failed(__func__, found.rc);
     const uint32_t action = is_delete != 0 ? 0 : 1;
     if (found.node != nullptr)
         apply_to_if_node(__func__, found.node, is_delete, t);
@@ -243,6 +241,7 @@ uint32_t zorv_drel_extract_if_params(uint32_t is_delete, uint16_t type, uint16_t
         ZLOG("%s(%d): created avl node\n");
     else
         ZLOG("%s(%d): Error: Failed create node\n");
+    if (info == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
     info->type = type;
     info->action = action;
     info->idx = zorv_drel_lib_get_uid(type, len, value);
@@ -252,18 +251,15 @@ uint32_t zorv_drel_extract_if_params(uint32_t is_delete, uint16_t type, uint16_t
 
 uint32_t zorv_drel_extract_memvni_param(uint32_t is_delete, uint16_t type, uint16_t len,
                                         const void *value, drelm_app_cmd_extract_info_t *info) {
-    if (value == nullptr || info == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
-    // Whatever the type, the two words are read: the whole record must be there.
-    if (!value_fits_logged(__func__, ZORV_TYPE1_GBL_MEMBER_VNI, len, value, type))
-        return ZORV_DREL_ERR_INVALID_ARG;
+    if (value == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
+    // Whatever the type, both words are logged before the key is built: a value without them
+    // has no key either.
+    if (len < ZORV_MEMBER_VNI_LEN) return key_failed(__func__, ZORV_DREL_ERR_INVALID_ARG);
     const auto *mv = static_cast<const member_vni_t *>(value);
     ZLOG("%s(%d): bd:%d, mem vni:%d\n", static_cast<int>(mv->bd), static_cast<int>(mv->vni));
     const tlv t{type, len, value};
     const auto found = find<memvni_tree>(t);
-    if (found.rc != 0) {
-        ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", found.rc, error_to_string(found.rc));
-        return found.rc;
-    }
+    if (found.rc != 0) return key_failed(__func__, found.rc);
     const uint32_t action = is_delete != 0 ? 0 : 1;
     if (found.node != nullptr && is_delete != 0) {
         ZLOG("%s(%d): Found avl node - deleting\n");
@@ -281,6 +277,7 @@ uint32_t zorv_drel_extract_memvni_param(uint32_t is_delete, uint16_t type, uint1
         }
         ZLOG("%s(%d): added avl node for member vni\n");
     }
+    if (info == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
     info->type = type;
     info->action = action;
     info->idx = zorv_drel_lib_get_uid(type, len, value);

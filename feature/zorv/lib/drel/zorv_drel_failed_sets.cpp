@@ -95,7 +95,7 @@ uint32_t zorv_drel_lib_get_bd_for_vni(uint32_t vni) {
     const member_vni_t value{0, vni};
     const auto found = find<memvni_tree>({ZORV_TYPE1_GBL_MEMBER_VNI, ZORV_MEMBER_VNI_LEN, &value});
     if (found.rc != ZORV_DREL_OK) {
-        ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", found.rc, error_to_string(found.rc));
+        (void)key_failed(__func__, found.rc);
         return 0;
     }
     const gbl_cfg_memvni_avl_node_t *node = found.node;
@@ -125,7 +125,7 @@ uint32_t zorv_drel_lib_get_bd_bmp_for_vsi(const if_cfg_avl_node_t *if_node, bmp4
 }
 
 uint32_t zorv_drel_lib_get_gbl_dot1qmap_for_encap(const char *encap_name, uint32_t **map_out) {
-    if (encap_name == nullptr || map_out == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
+    if (encap_name == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
     if (zorv_drel_gbl_cfg_avl == nullptr) {
         ZLOG("%s(%d): Error: Failed to get avl for encap:%s\n", encap_name);
         return ZORV_DREL_ERR_FAILURE;
@@ -137,6 +137,7 @@ uint32_t zorv_drel_lib_get_gbl_dot1qmap_for_encap(const char *encap_name, uint32
             ZLOG("%s(%d): Error: Failed to get map for encap:%s\n", encap_name);
             return ZORV_DREL_ERR_FAILURE;
         }
+        if (map_out == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
         *map_out = node->map.dot1q_vni;
         return ZORV_DREL_OK;
     }

@@ -31,10 +31,20 @@ uint32_t context_number() noexcept {
     return system_context_id_get() & 0xFFFFu;
 }
 
+// The debug file's name without its context suffix: ZORV_DREL_DEBUG_FILE when set and not
+// empty, else the described default.
+const char *debug_file_base() noexcept {
+    const char *base = std::getenv("ZORV_DREL_DEBUG_FILE");
+    return base != nullptr && base[0] != '\0' ? base : kDebugFileBase;
+}
+
 // Opens the debug file of this context and writes its header; false when it cannot be opened.
+// A name that does not fit the path buffer is not opened rather than cut to another file's name.
 bool open_debug_file() noexcept {
-    char path[128];
-    std::snprintf(path, sizeof path, "%s.%d", kDebugFileBase, static_cast<int>(context_number()));
+    char path[4096];
+    const int n = std::snprintf(path, sizeof path, "%s.%d", debug_file_base(),
+                                static_cast<int>(context_number()));
+    if (static_cast<size_t>(n) >= sizeof path) return false; // an error (n < 0) too
     FILE *f = std::fopen(path, "a");
     if (f == nullptr) return false;
     zorv_drel_lib_debug_file = f;
@@ -91,15 +101,15 @@ uint32_t alloc_vsi_all(const if_cfg_avl_node_t &node, const tlv_out &out) noexce
 namespace zorv {
 
 bool value_fits_logged(const char *fn, uint16_t type, uint16_t len, const void *value,
-                       uint16_t shown) noexcept {
-    const value_check c = check_value(type, value, len);
+                       const vsi_all_rules &rules) noexcept {
+    const value_check c = check_value(type, value, len, rules);
     if (c.ok()) return true;
     if (rule_of(type).varies)
-        ZLOG_AS(fn, "%s(%d): Error: malformed value of type:%d len:%d\n", static_cast<int>(shown),
+        ZLOG_AS(fn, "%s(%d): Error: malformed value of type:%d len:%d\n", static_cast<int>(type),
                 static_cast<int>(len));
     else
         ZLOG_AS(fn, "%s(%d): Error: value of type:%d too short (len:%d, need:%d)\n",
-                static_cast<int>(shown), static_cast<int>(len), static_cast<int>(c.need));
+                static_cast<int>(type), static_cast<int>(len), static_cast<int>(c.need));
     return false;
 }
 

@@ -153,8 +153,8 @@ uint32_t zorv_drel_if_cfg_avl_update_encap(if_cfg_avl_node_t *node, uint16_t typ
         if (node == nullptr || value == nullptr) return ZORV_DREL_ERR_INVALID_ARG;
         if (!zorv::check_value(type, value, len).ok()) return refuse_value(__func__, type, len);
         const auto *rng = static_cast<const vsi_encap_rng_t *>(value);
-        char name[ZORV_NAME_LEN];
-        zorv::copy_name(name, rng->encap_name);
+        // The name field as it stands: compared over at most its 256 bytes, appended cut to 255.
+        const char *name = rng->encap_name;
         if (append == 0) {
             char *found = zorv_drel_if_cfg_avl_get_encap(node, name);
             if (found != nullptr) {
@@ -210,8 +210,9 @@ char *zorv_drel_if_cfg_avl_get_encap(const if_cfg_avl_node_t *node, const char *
 }
 
 uint32_t zorv_drel_if_cfg_avl_del_encap(if_cfg_avl_node_t *node, const char *name) {
-    const char *shown = name != nullptr ? name : "";
-    ZLOG("%s(%d): encap_name:%s\n", shown);
+    // A name read from a value may fill all 256 bytes of its field without a terminator.
+    const zorv::name_text shown(name);
+    ZLOG("%s(%d): encap_name:%s\n", shown.text);
     if (node == nullptr || name == nullptr) return ZORV_DREL_OK;
     for (encap_profile_node **link = &node->encap_list; *link != nullptr; link = &(*link)->next) {
         encap_profile_node *e = *link;
@@ -219,7 +220,7 @@ uint32_t zorv_drel_if_cfg_avl_del_encap(if_cfg_avl_node_t *node, const char *nam
         *link = e->next;
         tracked_free(ZORV_DREL_LIB_SERVICE_ID, e);
         // encap_count counts appends, not live entries: it is left as it is.
-        ZLOG("%s(%d): ----Deleted encap_name:%s\n", shown);
+        ZLOG("%s(%d): ----Deleted encap_name:%s\n", shown.text);
         break;
     }
     return ZORV_DREL_OK;
@@ -230,12 +231,11 @@ uint32_t zorv_drel_if_cfg_avl_delete(if_cfg_avl_node_t *node, uint16_t type, uin
     // All bits set, not a library code, for what cannot be deleted: its callers test for it.
     if (node == nullptr || value == nullptr) return 0xFFFFFFFFu;
     switch (type) {
-    case ZORV_TYPE1_INTF_VSI_ENCAP_PROF: {
-        char name[ZORV_NAME_LEN];
-        zorv::copy_name(name, static_cast<const vsi_encap_rng_t *>(value)->encap_name);
-        (void)zorv_drel_if_cfg_avl_del_encap(node, name);
+    case ZORV_TYPE1_INTF_VSI_ENCAP_PROF:
+        // The value's name as it stands, compared over at most 256 bytes.
+        (void)zorv_drel_if_cfg_avl_del_encap(
+            node, static_cast<const vsi_encap_rng_t *>(value)->encap_name);
         return ZORV_DREL_OK;
-    }
     case ZORV_TYPE1_INTF_VSI_ENCAP_DOT1Q_MAP:
         ZLOG("%s(%d): type:%d not yet supported ", type);
         return ZORV_DREL_OK;

@@ -62,6 +62,17 @@ inline void copy_name(char (&dst)[ZORV_NAME_LEN], const char *src) noexcept {
     std::memset(dst + len, 0, sizeof dst - len);
 }
 
+// A 256-byte name field as a text for a log line: all of its bytes, terminated, whether or not
+// the field holds a terminator of its own.
+struct name_text {
+    char text[ZORV_NAME_LEN + 1];
+    explicit name_text(const char *field) noexcept {
+        const size_t len = field != nullptr ? strnlen(field, ZORV_NAME_LEN) : 0;
+        if (len != 0) std::memcpy(text, field, len);
+        text[len] = '\0';
+    }
+};
+
 // ---- Checked TLV walking -------------------------------------------------------------------
 
 // One TLV as the walk yields it: value points into the array and holds exactly len bytes.
@@ -174,15 +185,13 @@ template <typename T> class tree_nodes {
     const tree_t *tree_;
 };
 
-// Whether `len` bytes at `value` hold the whole record of `type` (check_value); when they do
-// not, logs why on behalf of `fn`, naming the value as of type `shown` (the type the caller
-// was handed, where it differs from the record it needs).
+// Whether `len` bytes at `value` hold the whole record of `type` (check_value, a type-9 value
+// under `rules`); when they do not, logs why on behalf of `fn`.
 bool value_fits_logged(const char *fn, uint16_t type, uint16_t len, const void *value,
-                       uint16_t shown) noexcept;
-inline bool value_fits_logged(const char *fn, uint16_t type, uint16_t len,
-                              const void *value) noexcept {
-    return value_fits_logged(fn, type, len, value, type);
-}
+                       const vsi_all_rules &rules = {}) noexcept;
+
+// The peer protocol version, which decides what a type-9 value carries.
+uint32_t peer_version() noexcept;
 
 // ---- Configuration messages ----------------------------------------------------------------
 

@@ -71,19 +71,10 @@ uint32_t zorv_drel_type1_rmt_cfg_cache_rebuild(const tlv_array_t *rmt_tlvs, uint
     ZLOG("%s(%d): num_tlvs = %d\n", walk.count());
     for (const tlv &r : walk) {
         ZLOG("%s(%d): type = %d, tlen=%d\n", r.type, r.len);
-        // A key that would be built from bytes past the value is not built.
-        if (const uint32_t need = key_len_in_scope(is_gbl, r.type); r.len < need) {
-            ZLOG("%s(%d): Failed type-1 compat check for type:%d - %s value too short, len:%u, "
-                 "min:%u\n",
-                 r.type, "rmt", r.len, need);
-            continue;
-        }
+        // A value too short for its key fails the key builder, which ends the walk.
         uint32_t rc = ZORV_DREL_OK;
         const void *node = find_local_node(r, is_gbl, if_index, rc);
-        if (rc != ZORV_DREL_OK) {
-            ZLOG("%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
-            return rc;
-        }
+        if (rc != ZORV_DREL_OK) return key_failed(__func__, rc);
         if (node == nullptr) {
             ZLOG("%s(%d): lcl value is Null for type:%d\n", r.type);
             return ZORV_DREL_OK;

@@ -175,13 +175,14 @@ char *zorv_drel_if_tlv_vsi_all_to_str(const vsi_all_t *value) {
     uint32_t ver = 0;
     drelm_api_get_pelk_oper_ver(&ver, 1);
     if (value != nullptr) {
-        const auto n = static_cast<int32_t>(value->dyn_map_cnt);
-        const vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(value, n < 0 ? 0 : n);
         const uint32_t mode = value->map_mode;
         const char *admin = value->admin != 0 ? "Up" : "Down";
         // Both renderers below own their buffers, so their texts survive until we are done.
         const char *map = zorv_drel_gbl_tlv_encap_map_to_str(nullptr, value);
         if (ver > 39) {
+            // Only a newer peer's value carries the bitmap and name behind its pairs.
+            const auto n = static_cast<int32_t>(value->dyn_map_cnt);
+            const vsi_all_tail_t *tail = ZORV_VSI_ALL_TAIL(value, n < 0 ? 0 : n);
             char prof_name[ZORV_NAME_LEN] = {};
             std::memcpy(prof_name, tail->prof_name, strnlen(tail->prof_name, sizeof prof_name - 1));
             const char *allowed = zorv_drel_lib_dot1q_map_to_str(&tail->dot1q_bmp);

@@ -13,6 +13,7 @@ namespace zorv {
 struct gbl_tree {
     using node = gbl_cfg_avl_node_t;
     using key = gbl_cfg_avl_key_t;
+    static constexpr type_scope scope = type_scope::global;
     static tree_t *handle() noexcept { return zorv_drel_gbl_cfg_avl; }
     static uint32_t make_key(key &k, const tlv &t, uint32_t /*if_index*/) noexcept {
         return zorv_drel_set_gbl_key(&k, t.type, t.len, t.value);
@@ -27,6 +28,7 @@ struct gbl_tree {
 struct memvni_tree {
     using node = gbl_cfg_memvni_avl_node_t;
     using key = gbl_cfg_memvni_avl_node_t;
+    static constexpr type_scope scope = type_scope::member_vni;
     static tree_t *handle() noexcept { return zorv_drel_gbl_cfg_memvni_avl; }
     static uint32_t make_key(key &k, const tlv &t, uint32_t /*if_index*/) noexcept {
         return zorv_drel_set_gbl_memvni_key(&k, t.type, t.len,
@@ -43,6 +45,7 @@ struct memvni_tree {
 struct if_tree {
     using node = if_cfg_avl_node_t;
     using key = if_cfg_avl_key_t;
+    static constexpr type_scope scope = type_scope::interface;
     static tree_t *handle() noexcept { return zorv_drel_if_cfg_avl; }
     static uint32_t make_key(key &k, const tlv &t, uint32_t if_index) noexcept {
         return zorv_drel_set_if_key(&k, t.type, t.len, t.value, if_index);
@@ -62,13 +65,25 @@ template <typename Tree> struct lookup {
 };
 
 // Builds the key of `t` (interface keys under `if_index`) and looks it up; no lookup is made
-// when the key cannot be built.
+// when the key cannot be built. A value shorter than the bytes its key builder reads fails as
+// the builder does for a key it cannot form, before anything of it is read.
 template <typename Tree> lookup<Tree> find(const tlv &t, uint32_t if_index = 0) noexcept {
     lookup<Tree> found;
+    const type_rule &rule = rule_of(t.type);
+    if (rule.scope == Tree::scope && t.len < rule.key_len) {
+        found.rc = ZORV_DREL_ERR_INVALID_ARG;
+        return found;
+    }
     found.rc = Tree::make_key(found.key, t, if_index);
     if (found.rc == ZORV_DREL_OK)
         found.node = static_cast<typename Tree::node *>(tree_find(Tree::handle(), &found.key));
     return found;
+}
+
+// Logs, on behalf of `fn`, a key that could not be built, and returns its code.
+inline uint32_t key_failed(const char *fn, uint32_t rc) noexcept {
+    ZLOG_AS(fn, "%s(%d): Failed (rc=0x%x, %s) to set key\n", rc, error_to_string(rc));
+    return rc;
 }
 
 // What adding a new node did.

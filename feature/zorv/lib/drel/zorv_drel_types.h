@@ -53,16 +53,6 @@ constexpr const type_rule &rule_of(uint16_t type) noexcept {
     return type < kTypeRules.size() ? kTypeRules[type] : kTypeRules[0];
 }
 
-// The key bytes a value of `type` needs when the walk that reads it is of the global scope
-// (`is_gbl`) or of one interface: 0 when the scope's key builder refuses the type unread.
-constexpr uint32_t key_len_in_scope(uint32_t is_gbl, uint16_t type) noexcept {
-    const type_rule &r = rule_of(type);
-    const bool in_scope = is_gbl != 0
-                              ? r.scope == type_scope::global || r.scope == type_scope::member_vni
-                              : r.scope == type_scope::interface;
-    return in_scope ? r.key_len : 0;
-}
-
 // A type-9 value, checked against its length.
 struct vsi_all_view {
     const vsi_all_t *head = nullptr;      // if_index, vsi, admin, map_mode, dyn_map_cnt
@@ -75,6 +65,13 @@ struct vsi_all_rules {
     bool tail = true;               // the allowed-VLAN bitmap and profile name lie behind the pairs
     bool nonpositive_empty = false; // a count of 0 or less means no pairs, else negative is refused
 };
+
+// Peers up to version 39 send no allowed-VLAN bitmap or profile name behind the pairs, so a
+// value from them needs only its head and pairs. A local count of 0 or less means no pairs; a
+// count below 0 from elsewhere is refused, as it may come from anyone.
+constexpr vsi_all_rules type9_rules(uint32_t ver, bool local) noexcept {
+    return {.tail = ver > 39, .nonpositive_empty = local};
+}
 
 // Why a value cannot be read as its type.
 enum class value_fault { none, null_value, too_short, negative_count, count_past_end };

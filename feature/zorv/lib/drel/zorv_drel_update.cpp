@@ -62,8 +62,9 @@ uint32_t update_member_vni(uint32_t is_delete, const tlv &t) noexcept {
         ZLOG_AS(kUpdate, "%s(%d): Error: Unknown key%d\n", static_cast<int>(t.type));
         return ZORV_DREL_ERR_INVALID_ARG;
     }
-    if (!value_fits_logged(kUpdate, t.type, t.len, t.value)) return ZORV_DREL_ERR_INVALID_ARG;
-    return update_one(is_delete, t, find<memvni_tree>(t), false, [&t](memvni_tree::node *n) {
+    const auto found = find<memvni_tree>(t);
+    if (found.rc != 0) return key_failed(kUpdate, found.rc);
+    return update_one(is_delete, t, found, false, [&t](memvni_tree::node *n) {
         (void)zorv_drel_gbl_cfg_memvni_avl_update(n, t.type, t.len,
                                                   static_cast<const member_vni_t *>(t.value));
         return true;
@@ -72,7 +73,6 @@ uint32_t update_member_vni(uint32_t is_delete, const tlv &t) noexcept {
 
 // One TLV of an interface update message.
 uint32_t update_interface(uint32_t is_delete, uint32_t if_index, const tlv &t) noexcept {
-    if (!value_fits_logged(kUpdate, t.type, t.len, t.value)) return ZORV_DREL_ERR_INVALID_ARG;
     const auto found = find<if_tree>(t, if_index);
     if (found.rc != 0) {
         ZLOG_AS(kUpdate, "%s(%d): Error: Could not create if key for type %d\n",
@@ -87,20 +87,17 @@ uint32_t update_interface(uint32_t is_delete, uint32_t if_index, const tlv &t) n
 }
 
 // The rebuild's side of one TLV in the tree `Tree`: an existing node is updated with `update`,
-// a missing one is made and inserted. The texts are the rebuild's, blanks and all.
-template <typename Tree, typename Update>
-uint32_t rebuild_one(const tlv &t, uint32_t if_index, const char *found_text,
-                     Update &&update) noexcept {
+// a missing one is made with `make` (by default from the TLV) and inserted. The texts are the
+// rebuild's, blanks and all.
+template <typename Tree, typename Update, typename Make>
+uint32_t rebuild_one(const tlv &t, uint32_t if_index, const char *found_text, Update &&update,
+                     Make &&make) noexcept {
     const auto found = find<Tree>(t, if_index);
-    if (found.rc != 0) {
-        ZLOG_AS(kRebuild, "%s(%d): Failed (rc=0x%x, %s) to set key\n", found.rc,
-                error_to_string(found.rc));
-        return found.rc;
-    }
+    if (found.rc != 0) return key_failed(kRebuild, found.rc);
     if (found.node != nullptr) {
         ZLOG_AS(kRebuild, found_text, static_cast<int>(t.type), static_cast<int>(t.len));
         update(found.node);
-    } else if (insert_new<Tree>(found.key, t) == added::inserted) {
+    } else if (make(found.key) == added::inserted) {
         ZLOG_AS(kRebuild, "%s(%d): success add type %d len %d to cache\n", static_cast<int>(t.type),
                 static_cast<int>(t.len));
     } else {
@@ -108,6 +105,12 @@ uint32_t rebuild_one(const tlv &t, uint32_t if_index, const char *found_text,
                 static_cast<int>(t.type), static_cast<int>(t.len));
     }
     return 0;
+}
+template <typename Tree, typename Update>
+uint32_t rebuild_one(const tlv &t, uint32_t if_index, const char *found_text,
+                     Update &&update) noexcept {
+    return rebuild_one<Tree>(t, if_index, found_text, update,
+                             [&t](const typename Tree::key &k) { return insert_new<Tree>(k, t); });
 }
 
 uint32_t rebuild_global(const tlv &t) noexcept {
@@ -117,18 +120,26 @@ uint32_t rebuild_global(const tlv &t) noexcept {
                 (void)zorv_drel_gbl_cfg_memvni_avl_update(
                     n, t.type, t.len, static_cast<const member_vni_t *>(t.value));
             });
-    // The wire carries only the name of a profile; the node is made from a local record
-    // {name, id 0} so that nothing behind the value is read or written.
-    encap_name_t local{};
-    tlv g = t;
-    if (t.type == ZORV_TYPE1_GBL_ENCAP_PROFILE) {
-        copy_name(local.encap_name, static_cast<const char *>(t.value));
-        g.value = &local;
-    }
-    return rebuild_one<gbl_tree>(
-        g, 0, "%s(%d): Found cache entry for  type %d len %d ", [&g](gbl_tree::node *n) {
-            (void)zorv_drel_gbl_cfg_avl_update(n, g.type, g.len, g.value, 0);
-        });
+    // A profile's key is its name; a map is copied whole, so only a value that holds its whole
+    // record makes or refreshes a node.
+    auto refresh = [&t](gbl_tree::node *n) {
+        if (value_fits_logged(kRebuild, t.type, t.len, t.value))
+            (void)zorv_drel_gbl_cfg_avl_update(n, t.type, t.len, t.value, 0);
+    };
+    auto make = [&t](const gbl_tree::key &k) {
+        if (!value_fits_logged(kRebuild, t.type, t.len, t.value)) return added::not_made;
+        // The wire carries only the name of a profile; the node is made from a local record
+        // {name, id 0} so that nothing behind the value is read or written.
+        encap_name_t local{};
+        tlv g = t;
+        if (t.type == ZORV_TYPE1_GBL_ENCAP_PROFILE) {
+            copy_name(local.encap_name, static_cast<const char *>(t.value));
+            g.value = &local;
+        }
+        return insert_new<gbl_tree>(k, g);
+    };
+    return rebuild_one<gbl_tree>(t, 0, "%s(%d): Found cache entry for  type %d len %d ", refresh,
+                                 make);
 }
 
 uint32_t rebuild_interface(const tlv &t, uint32_t if_index) noexcept {
@@ -178,7 +189,6 @@ uint32_t zorv_drel_type1_cfg_cache_rebuild(const tlv_array_t *tlv_array, uint32_
     ZLOG("%s(%d): num_tlvs = %d\n", static_cast<int>(walk.count()));
     for (const tlv &t : walk) {
         ZLOG("%s(%d): type = %d, tlen=%d\n", static_cast<int>(t.type), static_cast<int>(t.len));
-        if (!value_fits_logged(__func__, t.type, t.len, t.value)) return ZORV_DREL_ERR_INVALID_ARG;
         const uint32_t rc = is_gbl != 0 ? rebuild_global(t) : rebuild_interface(t, if_index);
         if (rc != 0) return rc;
     }
