@@ -1,0 +1,129 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+// history_format.h - deferred formatting for the debug history: a printf format's argument
+// layout, learnt once per format and cached; the capture of one call's raw arguments; and the
+// text those arguments render to when the event is read. Not installed.
+//
+// What the capture keeps (the payload): the arguments that are not strings, in order, each in
+// its own size (4 bytes for int and smaller, 8 for long, pointer and double), then every string
+// argument, in order, copied with its NUL. A string is copied only as far as the conversion
+// reads it (its precision) and at most `limit` bytes, the longest text an event may keep.
+//
+// The text is made by handing each conversion, with its own flags, width, precision and length,
+// and its argument, to snprintf, and copying the literal parts; a conversion's output never
+// depends on the ones before it, so the text is the one vsnprintf makes of the whole call (read
+// in the locale of the reader; the library never changes it).
+#ifndef PLATFORM_HISTORY_FORMAT_H
+#define PLATFORM_HISTORY_FORMAT_H
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "host_state.h"
+
+namespace zorvplat::history {
+
+constexpr uint32_t kMaxArgs = 16;      // arguments of a deferred format, `*` included
+constexpr uint32_t kMaxField = 4095;   // largest width or precision a deferred event renders
+constexpr uint32_t kMaxString = 65536; // longest string argument a deferred event copies
+
+// How a format is logged.
+enum class mode : uint8_t {
+    deferred, // arguments kept raw, text made when read
+    text,     // formatted when logged (a conversion the capture does not know, or too many)
+    refused,  // holds %n: never logged
+};
+
+// A cached format: its own copy of the text and its argument layout.
+struct format {
+    const char *text;           // NUL-terminated copy, owned by the cache
+    uint32_t len;               // strlen(text)
+    mode how;                   // how calls of this format are logged
+    uint8_t args;               // entries of kind[] in use
+    uint16_t fixed;             // payload bytes of the arguments that are not strings
+    uint8_t kind[kMaxArgs];     // each argument's type, in call order (arg_kind)
+    int16_t str_prec[kMaxArgs]; // per argument: a string's literal precision, -1 none
+};
+
+// One call's arguments, read from its va_list, before they are copied into the ring.
+struct capture {
+    unsigned char fixed[kMaxArgs * 8]; // the payload's first part, format::fixed bytes
+    const char *str[kMaxArgs];         // string arguments in order
+    uint32_t str_len[kMaxArgs];        // bytes of each that the payload keeps, NUL excluded
+    uint32_t strings;                  // entries of str[] in use
+    uint64_t bytes;                    // whole payload size
+};
+
+// Reads the arguments of one call of `f` (mode deferred) from `ap`. False when this call cannot
+// be deferred (a null string, a `*` beyond kMaxField, a string longer than kMaxString): the
+// caller then formats the call itself.
+bool capture_args(const format &f, va_list ap, uint32_t limit, capture &out) noexcept;
+// Writes the payload of `c` (c.bytes bytes) to `dst`.
+void write_payload(const format &f, const capture &c, unsigned char *dst) noexcept;
+// Renders the event of `f` whose payload is `payload` into out[0 .. limit] and returns its
+// length: the first `limit` bytes at most of what vsnprintf makes of the call, NUL-terminated.
+uint32_t render(const format &f, const unsigned char *payload, char *out, uint32_t limit) noexcept;
+// True when `text` holds a %n conversion.
+bool writes_count(const char *text) noexcept;
+
+// Formats by identity: a table from format pointers to cached formats, checked against the
+// cached copy on every hit (the memory behind a pointer may hold another format by now), and
+// the cached formats themselves. All memory is taken once, with the cache: learning a format
+// never allocates, and when the cache is full a new format is not cached (logged as text).
+class format_cache {
+  public:
+    static constexpr uint32_t kFormats = 2048;      // cached formats at most
+    static constexpr uint32_t kLongest = 1024;      // longer formats are not cached
+    static constexpr uint32_t kTextBytes = 1 << 17; // room for the cached copies
+
+    // The cached format for `text`, learnt now when new; null when it cannot be cached.
+    const format *find(const char *text) noexcept {
+        const uint32_t h = pointer_slot(text);
+        for (uint32_t i = 0; i < kProbe; ++i) {
+            const by_pointer &s = pointers_[(h + i) & (kPointerSlots - 1)];
+            if (s.text == text) {
+                const format &f = formats_[s.index];
+                if (std::strcmp(f.text, text) == 0) return &f;
+                break;
+            }
+            if (s.text == nullptr) break;
+        }
+        return learn(text);
+    }
+    // The cached format with index `i` (as index_of gives it).
+    const format &at(uint32_t i) const noexcept { return formats_[i]; }
+    uint32_t index_of(const format &f) const noexcept {
+        return static_cast<uint32_t>(&f - formats_);
+    }
+    // Forgets every format; only when no event refers to one.
+    void clear() noexcept;
+
+  private:
+    static constexpr uint32_t kPointerSlots = 4096;
+    static constexpr uint32_t kTextSlots = 4096;
+    static constexpr uint32_t kProbe = 4;
+    struct by_pointer {
+        const char *text; // the caller's format pointer last seen for this format
+        uint32_t index;   // into formats_
+    };
+
+    static uint32_t pointer_slot(const char *p) noexcept {
+        return static_cast<uint32_t>((reinterpret_cast<uintptr_t>(p) * 0x9E3779B97F4A7C15ull) >>
+                                     52);
+    }
+    const format *learn(const char *text) noexcept;
+    void remember_pointer(const char *text, uint32_t index) noexcept;
+
+    by_pointer pointers_[kPointerSlots];
+    uint16_t by_text_[kTextSlots]; // format index + 1, 0 free
+    format formats_[kFormats];
+    uint32_t count_ = 0;
+    char texts_[kTextBytes];
+    uint32_t text_used_ = 0;
+    uint32_t evict_ = 0; // which probe slot a full run gives up next
+};
+
+} // namespace zorvplat::history
+
+#endif
