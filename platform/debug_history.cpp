@@ -70,6 +70,7 @@ struct ring {
     uint32_t first = 0, count = 0;
     uint32_t write = 0; // where the next record goes
     uint64_t next_seq = 0;
+    uint64_t last_ticks = 0; // of the newest record
     std::unique_ptr<char[]> scratch;                 // one rendered text, limit() + 1 bytes
     std::unordered_map<uint64_t, std::string> shown; // texts handed out, by sequence number
     uint64_t shown_at = 0;                           // next_seq when `shown` was filled
@@ -111,10 +112,16 @@ struct ring {
         return p;
     }
 
-    // Appends a record with `payload` bytes and returns where its payload goes.
-    char *append(uint32_t format, uint32_t len, uint64_t payload) {
+    // Appends a record with `payload` bytes, logged at `ticks`, and returns where its payload
+    // goes. Times never go back from one record to the next.
+    char *append(uint32_t format, uint32_t len, uint64_t payload, uint64_t ticks) {
         const uint32_t off = reserve(record_size(payload));
-        *at(off) = record_header{len, format, next_seq++, hist::ticks()};
+        record_header *h = at(off);
+        h->len = len;
+        h->format = format;
+        h->seq = next_seq++;
+        last_ticks = ticks > last_ticks ? ticks : last_ticks;
+        h->ticks = last_ticks;
         return bytes() + off + kHeader;
     }
 };
@@ -163,7 +170,7 @@ int open_ring(state &s, service &svc, uint32_t size) {
 }
 
 // Formats the call when it is logged, as text, cut to the ring's limit.
-int append_text(ring &r, const char *format, va_list ap) {
+int append_text(ring &r, const char *format, va_list ap, uint64_t ticks) {
     char text[kStackText];
     va_list again;
     va_copy(again, ap);
@@ -174,7 +181,7 @@ int append_text(ring &r, const char *format, va_list ap) {
     }
     const uint32_t len =
         static_cast<uint32_t>(n) < r.limit() ? static_cast<uint32_t>(n) : r.limit();
-    char *dst = r.append(0, len, len + 1u);
+    char *dst = r.append(0, len, len + 1u, ticks);
     if (static_cast<uint32_t>(n) < sizeof text)
         std::memcpy(dst, text, len + 1);
     else
@@ -184,25 +191,26 @@ int append_text(ring &r, const char *format, va_list ap) {
     return 0;
 }
 
-int append_event(state &s, ring &r, const char *format, va_list ap) {
+// Appends the call unformatted when it can be deferred (0), or refuses it (-1); otherwise
+// returns 1 with `text_format` set to the format to format it with, for the caller to start its
+// arguments again: `ap` has been read.
+int append_deferred(state &s, ring &r, const char *format, va_list ap, uint64_t ticks,
+                    const char *&text_format) {
     const hist::format *f = s.formats.find(format);
-    if (f == nullptr) return hist::writes_count(format) ? -1 : append_text(r, format, ap);
-    if (f->how == hist::mode::refused) return -1;
-    if (f->how == hist::mode::deferred) {
-        va_list again;
-        va_copy(again, ap);
-        hist::capture c;
-        const bool deferred =
-            hist::capture_args(*f, again, r.limit(), c) && record_size(c.bytes) <= r.cap;
-        va_end(again);
-        if (deferred) {
-            char *dst =
-                r.append(s.formats.index_of(*f) + 1, static_cast<uint32_t>(c.bytes), c.bytes);
-            hist::write_payload(*f, c, reinterpret_cast<unsigned char *>(dst));
-            return 0;
-        }
+    if (f == nullptr) {
+        text_format = format;
+        return hist::writes_count(format) ? -1 : 1;
     }
-    return append_text(r, f->text, ap);
+    text_format = f->text;
+    if (f->how == hist::mode::refused) return -1;
+    if (f->how == hist::mode::text) return 1;
+    const uint32_t index = s.formats.index_of(*f) + 1;
+    const bool stored = hist::store_args(*f, ap, r.limit(), [&](uint64_t bytes) {
+        return record_size(bytes) > r.cap ? nullptr
+                                          : reinterpret_cast<unsigned char *>(r.append(
+                                                index, static_cast<uint32_t>(bytes), bytes, ticks));
+    });
+    return stored ? 0 : 1;
 }
 
 // The text of the record at `h` and its length; a deferred event is rendered into the ring's
@@ -252,13 +260,22 @@ int debug_history_open_instance(uint32_t service_id, uint32_t, uint32_t, uint32_
 
 int debug_history_log(uint32_t service_id, uint32_t, uint32_t, const char *format, ...) {
     if (format == nullptr) return -1;
+    // Read first: the counter's latency then overlaps with taking the lock.
+    const uint64_t ticks = hist::ticks();
     state &s = st();
     va_list ap;
     va_start(ap, format);
     int rc = -1;
     {
         std::lock_guard lock(s.mu);
-        if (ring *r = ring_of(s, service_id)) rc = append_event(s, *r, format, ap);
+        const char *text_format = nullptr;
+        ring *r = ring_of(s, service_id);
+        if (r != nullptr) rc = append_deferred(s, *r, format, ap, ticks, text_format);
+        if (rc == 1) { // the arguments once more from the start, for vsnprintf
+            va_end(ap);
+            va_start(ap, format);
+            rc = append_text(*r, text_format, ap, ticks);
+        }
     }
     va_end(ap);
     return rc;
@@ -386,6 +403,7 @@ void debug_history_reset() noexcept {
         if (svc.r) {
             svc.r->clear();
             svc.r->next_seq = 0;
+            svc.r->last_ticks = 0;
         }
         svc.open_calls = 0;
         svc.fail_opens = 0;

@@ -10,36 +10,6 @@
 namespace zorvplat::history {
 namespace {
 
-using ssize_type = std::make_signed_t<size_t>;
-using uptrdiff_type = std::make_unsigned_t<ptrdiff_t>;
-
-// Every argument type a deferred format passes: name, C type. Strings are apart (kStr), and so
-// are the `*` width and precision (int, with a bound check).
-#define ZORV_HISTORY_ARG_TYPES(X)                                                                  \
-    X(kInt, int)                                                                                   \
-    X(kUint, unsigned)                                                                             \
-    X(kLong, long)                                                                                 \
-    X(kUlong, unsigned long)                                                                       \
-    X(kLlong, long long)                                                                           \
-    X(kUllong, unsigned long long)                                                                 \
-    X(kIntmax, intmax_t)                                                                           \
-    X(kUintmax, uintmax_t)                                                                         \
-    X(kSsize, ssize_type)                                                                          \
-    X(kSize, size_t)                                                                               \
-    X(kPtrdiff, ptrdiff_t)                                                                         \
-    X(kUptrdiff, uptrdiff_type)                                                                    \
-    X(kDouble, double)                                                                             \
-    X(kPointer, const void *)
-
-enum arg_kind : uint8_t {
-#define ZORV_HISTORY_KIND(name, type) name,
-    ZORV_HISTORY_ARG_TYPES(ZORV_HISTORY_KIND)
-#undef ZORV_HISTORY_KIND
-        kWidthStar,
-    kPrecStar,
-    kStr,
-};
-
 // The size of each kind in the payload.
 constexpr uint8_t kSizeOf[] = {
 #define ZORV_HISTORY_SIZE(name, type) sizeof(type),
@@ -232,13 +202,6 @@ void lay_out(format &f) {
         });
 }
 
-// ---- Capture ---------------------------------------------------------------------------------
-
-template <typename T> void put(unsigned char *&at, T v) {
-    std::memcpy(at, &v, sizeof v);
-    at += sizeof v;
-}
-
 template <typename T> T get(const unsigned char *&at) {
     T v;
     std::memcpy(&v, at, sizeof v);
@@ -247,58 +210,6 @@ template <typename T> T get(const unsigned char *&at) {
 }
 
 } // namespace
-
-bool capture_args(const format &f, va_list ap, uint32_t limit, capture &out) noexcept {
-    unsigned char *at = out.fixed;
-    uint64_t bytes = f.fixed;
-    uint32_t strings = 0;
-    int last_prec = -1; // the value of a `*` precision just read
-    for (uint32_t a = 0; a < f.args; ++a) {
-        switch (f.kind[a]) {
-#define ZORV_HISTORY_READ(name, type)                                                              \
-    case name: put(at, va_arg(ap, type)); break;
-            ZORV_HISTORY_ARG_TYPES(ZORV_HISTORY_READ)
-#undef ZORV_HISTORY_READ
-        case kWidthStar: {
-            const int w = va_arg(ap, int);
-            if (w < -static_cast<int>(kMaxField) || w > static_cast<int>(kMaxField)) return false;
-            put(at, w);
-            break;
-        }
-        case kPrecStar:
-            last_prec = va_arg(ap, int);
-            if (last_prec > static_cast<int>(kMaxField)) return false;
-            put(at, last_prec);
-            break;
-        default: {
-            const char *s = va_arg(ap, const char *);
-            if (s == nullptr) return false;
-            uint32_t most = limit < kMaxString ? limit : kMaxString + 1;
-            const int prec = f.str_prec[a] == -2 ? last_prec : f.str_prec[a];
-            if (prec >= 0 && static_cast<uint32_t>(prec) < most) most = static_cast<uint32_t>(prec);
-            const auto n = static_cast<uint32_t>(::strnlen(s, most));
-            if (n > kMaxString) return false;
-            out.str[strings] = s;
-            out.str_len[strings++] = n;
-            bytes += n + 1u;
-            break;
-        }
-        }
-    }
-    out.strings = strings;
-    out.bytes = bytes;
-    return true;
-}
-
-void write_payload(const format &f, const capture &c, unsigned char *dst) noexcept {
-    std::memcpy(dst, c.fixed, f.fixed);
-    dst += f.fixed;
-    for (uint32_t i = 0; i < c.strings; ++i) {
-        std::memcpy(dst, c.str[i], c.str_len[i]);
-        dst[c.str_len[i]] = '\0';
-        dst += c.str_len[i] + 1u;
-    }
-}
 
 // ---- Rendering ---------------------------------------------------------------------------------
 

@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "host_state.h"
 
@@ -46,21 +47,95 @@ struct format {
     int16_t str_prec[kMaxArgs]; // per argument: a string's literal precision, -1 none
 };
 
-// One call's arguments, read from its va_list, before they are copied into the ring.
-struct capture {
-    unsigned char fixed[kMaxArgs * 8]; // the payload's first part, format::fixed bytes
-    const char *str[kMaxArgs];         // string arguments in order
-    uint32_t str_len[kMaxArgs];        // bytes of each that the payload keeps, NUL excluded
-    uint32_t strings;                  // entries of str[] in use
-    uint64_t bytes;                    // whole payload size
+// Every argument type a deferred format passes: name, C type. Strings are apart (kStr), and so
+// are the `*` width and precision (int, with a bound check).
+#define ZORV_HISTORY_ARG_TYPES(X)                                                                  \
+    X(kInt, int)                                                                                   \
+    X(kUint, unsigned)                                                                             \
+    X(kLong, long)                                                                                 \
+    X(kUlong, unsigned long)                                                                       \
+    X(kLlong, long long)                                                                           \
+    X(kUllong, unsigned long long)                                                                 \
+    X(kIntmax, intmax_t)                                                                           \
+    X(kUintmax, uintmax_t)                                                                         \
+    X(kSsize, std::make_signed_t<size_t>)                                                          \
+    X(kSize, size_t)                                                                               \
+    X(kPtrdiff, ptrdiff_t)                                                                         \
+    X(kUptrdiff, std::make_unsigned_t<ptrdiff_t>)                                                  \
+    X(kDouble, double)                                                                             \
+    X(kPointer, const void *)
+
+enum arg_kind : uint8_t {
+#define ZORV_HISTORY_KIND(name, type) name,
+    ZORV_HISTORY_ARG_TYPES(ZORV_HISTORY_KIND)
+#undef ZORV_HISTORY_KIND
+        kWidthStar,
+    kPrecStar,
+    kStr,
 };
 
-// Reads the arguments of one call of `f` (mode deferred) from `ap`. False when this call cannot
-// be deferred (a null string, a `*` beyond kMaxField, a string longer than kMaxString): the
-// caller then formats the call itself.
-bool capture_args(const format &f, va_list ap, uint32_t limit, capture &out) noexcept;
-// Writes the payload of `c` (c.bytes bytes) to `dst`.
-void write_payload(const format &f, const capture &c, unsigned char *dst) noexcept;
+// Reads the arguments of one call of `f` (mode deferred) from `ap` and writes its payload to
+// place(bytes), which returns where it goes. False, with nothing placed, when this call cannot
+// be deferred (a null string, a `*` beyond kMaxField, a string longer than kMaxString, or
+// place returning null): the caller then formats the call itself, from its arguments' start.
+// Inline: it runs for every event.
+template <typename Place>
+inline bool store_args(const format &f, va_list ap, uint32_t limit, Place &&place) noexcept {
+    unsigned char fixed[kMaxArgs * 8]; // the payload's first part, f.fixed bytes
+    const char *str[kMaxArgs];         // string arguments in order...
+    uint32_t str_len[kMaxArgs];        // ...and the bytes of each that are kept, NUL excluded
+    uint32_t strings = 0;
+    unsigned char *at = fixed;
+    const auto put = [&at](auto v) {
+        std::memcpy(at, &v, sizeof v);
+        at += sizeof v;
+    };
+    uint64_t bytes = f.fixed;
+    int last_prec = -1; // the value of a `*` precision just read
+    for (uint32_t a = 0; a < f.args; ++a) {
+        switch (f.kind[a]) {
+#define ZORV_HISTORY_READ(name, type)                                                              \
+    case name: put(va_arg(ap, type)); break;
+            ZORV_HISTORY_ARG_TYPES(ZORV_HISTORY_READ)
+#undef ZORV_HISTORY_READ
+        case kWidthStar: {
+            const int w = va_arg(ap, int);
+            if (w < -static_cast<int>(kMaxField) || w > static_cast<int>(kMaxField)) return false;
+            put(w);
+            break;
+        }
+        case kPrecStar:
+            last_prec = va_arg(ap, int);
+            if (last_prec > static_cast<int>(kMaxField)) return false;
+            put(last_prec);
+            break;
+        default: {
+            const char *s = va_arg(ap, const char *);
+            if (s == nullptr) return false;
+            uint32_t most = limit < kMaxString ? limit : kMaxString + 1;
+            const int prec = f.str_prec[a] == -2 ? last_prec : f.str_prec[a];
+            if (prec >= 0 && static_cast<uint32_t>(prec) < most) most = static_cast<uint32_t>(prec);
+            const auto n = static_cast<uint32_t>(::strnlen(s, most));
+            if (n > kMaxString) return false;
+            str[strings] = s;
+            str_len[strings++] = n;
+            bytes += n + 1u;
+            break;
+        }
+        }
+    }
+    unsigned char *dst = place(bytes);
+    if (dst == nullptr) return false;
+    std::memcpy(dst, fixed, f.fixed);
+    dst += f.fixed;
+    for (uint32_t i = 0; i < strings; ++i) {
+        std::memcpy(dst, str[i], str_len[i]);
+        dst[str_len[i]] = '\0';
+        dst += str_len[i] + 1u;
+    }
+    return true;
+}
+
 // Renders the event of `f` whose payload is `payload` into out[0 .. limit] and returns its
 // length: the first `limit` bytes at most of what vsnprintf makes of the call, NUL-terminated.
 uint32_t render(const format &f, const unsigned char *payload, char *out, uint32_t limit) noexcept;
