@@ -74,6 +74,29 @@ enum arg_kind : uint8_t {
     kStr,
 };
 
+// Copies n bytes; short copies (an event's arguments, a function name) stay inline, reading and
+// writing nothing outside the n bytes.
+inline void copy_small(unsigned char *to, const unsigned char *from, size_t n) noexcept {
+    if (n >= 16) {
+        if (n > 64) {
+            std::memcpy(to, from, n);
+            return;
+        }
+        for (size_t i = 0; i + 16 < n; i += 16)
+            std::memcpy(to + i, from + i, 16);
+        std::memcpy(to + n - 16, from + n - 16, 16);
+    } else if (n >= 8) {
+        std::memcpy(to, from, 8);
+        std::memcpy(to + n - 8, from + n - 8, 8);
+    } else if (n >= 4) {
+        std::memcpy(to, from, 4);
+        std::memcpy(to + n - 4, from + n - 4, 4);
+    } else {
+        for (size_t i = 0; i < n; ++i)
+            to[i] = from[i];
+    }
+}
+
 // Reads the arguments of one call of `f` (mode deferred) from `ap` and writes its payload to
 // place(bytes), which returns where it goes. False, with nothing placed, when this call cannot
 // be deferred (a null string, a `*` beyond kMaxField, a string longer than kMaxString, or
@@ -126,10 +149,10 @@ inline bool store_args(const format &f, va_list ap, uint32_t limit, Place &&plac
     }
     unsigned char *dst = place(bytes);
     if (dst == nullptr) return false;
-    std::memcpy(dst, fixed, f.fixed);
+    copy_small(dst, fixed, f.fixed);
     dst += f.fixed;
     for (uint32_t i = 0; i < strings; ++i) {
-        std::memcpy(dst, str[i], str_len[i]);
+        copy_small(dst, reinterpret_cast<const unsigned char *>(str[i]), str_len[i]);
         dst[str_len[i]] = '\0';
         dst += str_len[i] + 1u;
     }

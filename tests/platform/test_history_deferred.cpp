@@ -85,6 +85,12 @@ TEST_F(HistoryDeferred, CharactersStringsPointersAndPercent) {
     expect_as_printf("%c|", 0); // the text ends at the NUL for every reader
 }
 
+TEST_F(HistoryDeferred, StringsOfEveryShortLength) {
+    std::string text;
+    for (int n = 0; n <= 100; ++n, text += static_cast<char>('a' + n % 26))
+        expect_as_printf("<%s|%d|%s>", text.c_str(), n, text.c_str() + n / 2);
+}
+
 TEST_F(HistoryDeferred, FloatingConversions) {
     for (double v : {0.0, -0.0, 3.14159, -2.5e-7, 1e300, 4.9e-324, HUGE_VAL, -HUGE_VAL, double{NAN},
                      -double{NAN}})
