@@ -62,6 +62,18 @@ void BM_EventPointerString(benchmark::State &state) {
 }
 BENCHMARK(BM_EventPointerString)->ComputeStatistics("max", slowest);
 
+// The library's own shape: function name, line and two values.
+void BM_EventLibraryShape(benchmark::State &state) {
+    open_event_ring();
+    int i = 0;
+    for (auto _ : state) {
+        debug_history_log(kEventSvc, 0, 0, "%s(%d): Adding memvni tlv - bd:%d, vni:%d\n",
+                          "zorv_drel_gbl_cfg_avl_get_params", 20, i % 4000 + 1, 10000 + i);
+        ++i;
+    }
+}
+BENCHMARK(BM_EventLibraryShape)->ComputeStatistics("max", slowest);
+
 // ---- A whole round -------------------------------------------------------------------------
 
 struct round_size {
