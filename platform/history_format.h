@@ -21,8 +21,6 @@
 #include <cstring>
 #include <type_traits>
 
-#include "host_state.h"
-
 namespace zorvplat::history {
 
 constexpr uint32_t kMaxArgs = 16;      // arguments of a deferred format, `*` included
