@@ -70,7 +70,7 @@ struct ring {
     uint32_t first = 0, count = 0;
     uint32_t write = 0; // where the next record goes
     uint64_t next_seq = 0;
-    uint64_t last_ticks = 0; // of the newest record
+    uint64_t last_ticks = 0;                         // of the newest record
     std::unique_ptr<char[]> scratch;                 // one rendered text, limit() + 1 bytes
     std::unordered_map<uint64_t, std::string> shown; // texts handed out, by sequence number
     uint64_t shown_at = 0;                           // next_seq when `shown` was filled
