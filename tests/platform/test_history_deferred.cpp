@@ -116,7 +116,10 @@ TEST_F(HistoryDeferred, FormatsThatAreNotDeferredReadBackTheSame) {
     expect_as_printf("[%5%|%y|%-#q]", 1);
     expect_as_printf("trailing %", 1);
     expect_as_printf("[%llf]", 1.5L); // glibc reads "ll" as long double
-    expect_as_printf("[%5000d]", 3);  // a width beyond what is deferred
+    expect_as_printf("[%lp|%hld|%llld]", static_cast<void *>(nullptr), 7L, 8LL);
+    expect_as_printf("[%.5000d]", 3);                                  // a precision beyond
+    expect_as_printf("[%-------------------------------------5d]", 4); // a long conversion
+    expect_as_printf("[%5000d]", 3); // a width beyond what is deferred
     expect_as_printf("%d %d %d %d %d %d %d %d %d %d %d %d %d %d %d %d %d", 1, 2, 3, 4, 5, 6, 7, 8,
                      9, 10, 11, 12, 13, 14, 15, 16, 17);
     const std::string longest(1500, 'f');
@@ -204,6 +207,21 @@ TEST_F(HistoryDeferred, FullFormatCacheLogsNewFormatsAsText) {
     ASSERT_GT(n, 500u);
     for (uint32_t i = 0; i < n; ++i)
         ASSERT_STREQ(debug_history_event(kSvc, i), want[want.size() - n + i].c_str()) << i;
+}
+
+TEST_F(HistoryDeferred, ManyFormatsEachAtItsOwnAddress) {
+    // More formats than the cache holds, each in a buffer of its own, all logged twice: the
+    // table of pointers fills up and gives slots up, the texts stay right.
+    std::vector<std::string> formats;
+    for (int k = 0; k < 2300; ++k)
+        formats.push_back("own " + std::to_string(k) + ": %d,%s");
+    for (int round = 0; round < 2; ++round) {
+        for (int k = 0; k < 2300; ++k) {
+            debug_history_log(kSvc, 0, 0, formats[static_cast<size_t>(k)].c_str(), round, "x");
+            ASSERT_EQ(newest(kSvc),
+                      "own " + std::to_string(k) + ": " + std::to_string(round) + ",x");
+        }
+    }
 }
 
 TEST(HistoryRingBytes, DeferredEventTakesItsHeaderAndArguments) {
