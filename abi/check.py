@@ -17,6 +17,7 @@ change" when the library merely needs fewer platform symbols) or "ABI check: inc
 exits 0, 3, 3 or 1 (2 when a tool fails). --update writes the baseline instead.
 
     check.py [--update] --src <tree> --lib <libzorvdrel.so> --baseline <dir> --work <dir>
+             [--generated <the build's generated header directory>]
 """
 import argparse
 import os
@@ -48,8 +49,8 @@ def include_dirs(src):
     return [os.path.join(src, "feature/zorv/lib/drel"), os.path.join(src, "platform/include")]
 
 
-def write_headers(src, out):
-    table = header_table.table(include_dirs(src), HEADERS)
+def write_headers(src, generated, out):
+    table = header_table.table(include_dirs(src), HEADERS, generated)
     with open(out, "w") as f:
         f.write(table)
 
@@ -155,6 +156,8 @@ def main():
     parser.add_argument("--lib", required=True)
     parser.add_argument("--baseline", required=True)
     parser.add_argument("--work", required=True)
+    parser.add_argument("--generated", action="append", default=[],
+                        help="the build's generated headers (zorv_drel_version.h), not tabled")
     args = parser.parse_args()
     os.makedirs(args.work, exist_ok=True)
     here = os.path.dirname(os.path.abspath(__file__))
@@ -162,7 +165,7 @@ def main():
     made = {"headers.txt": os.path.join(args.work, "headers.txt"),
             "libzorvdrel.abi": os.path.join(args.work, "libzorvdrel.abi"),
             "platform_imports.txt": os.path.join(args.work, "platform_imports.txt")}
-    write_headers(args.src, made["headers.txt"])
+    write_headers(args.src, args.generated, made["headers.txt"])
     write_exports(args.src, args.lib, made["libzorvdrel.abi"])
     write_imports(args.src, args.lib, made["platform_imports.txt"])
     if args.update:

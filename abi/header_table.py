@@ -9,7 +9,9 @@ The compiler reads the headers (clang's syntax tree for the declarations, a prob
 and run for sizes, offsets and values), so the table shows what a consumer compiles against,
 without file names or line numbers.
 
-    header_table.py -I <dir> [-I <dir>...] <header>... > table
+    header_table.py -I <dir> [-I <dir>...] [--generated <dir>] <header>... > table
+
+--generated names the build's generated headers (zorv_drel_version.h): found, never tabled.
 """
 import argparse
 import json
@@ -145,10 +147,11 @@ def probe_source(headers, decls, int_macros):
     return "\n".join(out) + "\n"
 
 
-def table(dirs, headers):
-    """The table of the headers (include names) found under the include directories dirs."""
+def table(dirs, headers, generated=()):
+    """The table of the headers (include names) found under the include directories dirs; the
+    directories `generated` are searched too, but what they declare is not tabled."""
     dirs = [os.path.realpath(d) for d in dirs]
-    includes = [f"-I{d}" for d in dirs]
+    includes = [f"-I{d}" for d in dirs] + [f"-I{os.path.realpath(d)}" for d in generated]
     with tempfile.TemporaryDirectory() as tmp:
         tu = os.path.join(tmp, "headers.c")
         with open(tu, "w") as f:
@@ -187,9 +190,10 @@ def table(dirs, headers):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("-I", dest="dirs", action="append", required=True)
+    parser.add_argument("--generated", action="append", default=[])
     parser.add_argument("headers", nargs="+")
     args = parser.parse_args()
-    sys.stdout.write(table(args.dirs, args.headers))
+    sys.stdout.write(table(args.dirs, args.headers, args.generated))
 
 
 if __name__ == "__main__":

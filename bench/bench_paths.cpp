@@ -10,7 +10,7 @@
 #include <cstring>
 #include <vector>
 
-#include "zorv_test_support.h"
+#include "bench_cache.h"
 
 namespace {
 
@@ -19,47 +19,16 @@ constexpr uint32_t kIfIndex = 0x1000;
 // Caches `vsis` service instances on one peer-link interface, each mapping `pairs` VLANs to VNIs
 // whose bridge domains are cached too.
 void fill_interface(uint32_t vsis, uint32_t pairs) {
-    drelm_host_set_interface(kIfIndex, 1, 1);
-    for (uint32_t s = 1; s <= vsis; ++s) {
-        std::vector<std::pair<uint32_t, uint32_t>> map;
-        for (uint32_t v = 1; v <= pairs; ++v)
-            map.emplace_back(s * 10000 + v, v);
-        auto value = zt::make_vsi_all(kIfIndex, s, 1, ZORV_MAP_MODE_DFS, map, {1, 2, 3}, "prof");
-        if_cfg_avl_key_t key{};
-        zorv_drel_set_if_key(&key, 9, value.size(), value.data(), kIfIndex);
-        auto *node =
-            zorv_drel_create_if_node(&key, 9, static_cast<uint16_t>(value.size()), value.data());
-        tree_insert(zorv_drel_if_cfg_avl, node);
-        for (auto [vni, dot1q] : map) {
-            member_vni_t m{dot1q % 4000 + 1, vni};
-            gbl_cfg_memvni_avl_node_t k{};
-            zorv_drel_set_gbl_memvni_key(&k, 8, 8, &m);
-            if (tree_find(zorv_drel_gbl_cfg_memvni_avl, &k) == nullptr)
-                tree_insert(zorv_drel_gbl_cfg_memvni_avl,
-                            zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &m));
-        }
-    }
-}
-
-void clear_member_vnis() {
-    while (auto *m =
-               static_cast<gbl_cfg_memvni_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_memvni_avl)))
-        zorv_drel_gbl_cfg_memvni_delete_cache_node(m);
+    bench::fill_interface(
+        kIfIndex, 1, vsis, pairs, [](uint32_t s, uint32_t v) { return s * 10000 + v; }, "prof");
 }
 
 void clear_cache() {
-    if_cfg_avl_key_t key{kIfIndex, 0};
-    while (auto *n = static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key)))
-        zorv_drel_if_cfg_delete_cache_node(n);
-    clear_member_vnis();
+    bench::clear_interface(kIfIndex);
+    bench::clear_member_vnis();
 }
 
-// The export of the global scope (is_gbl 1) or of interface `if_index`.
-tlv_array_t *export_params(uint32_t is_gbl, uint32_t if_index) {
-    tlv_array_t *a = nullptr;
-    zorv_drel_type1_cfg_get_params(is_gbl, if_index, &a);
-    return a;
-}
+using bench::export_params;
 
 // The interface cache of one benchmark run, filled from its two arguments (service instances,
 // pairs each) and emptied at the end of the run.
@@ -196,29 +165,19 @@ constexpr uint32_t kMemberVnis = 16384;
 // Caches `count` member VNIs (bridge domains cycling through 1..4000) and, when `profiles` is
 // set, two global profiles, one of them with a dot1q map.
 void fill_global(uint32_t count, bool profiles) {
-    for (uint32_t i = 0; i < count; ++i) {
-        member_vni_t m{i % 4000 + 1, 10000 + i};
-        tree_insert(zorv_drel_gbl_cfg_memvni_avl,
-                    zorv_drel_create_gbl_memvni_node(nullptr, 8, 8, &m));
-    }
+    bench::fill_member_vnis(count);
     if (!profiles) return;
-    for (const char *name : {"bench-prof-a", "bench-prof-b"}) {
-        encap_name_t rec{};
-        std::strncpy(rec.encap_name, name, sizeof rec.encap_name - 1);
-        tree_insert(zorv_drel_gbl_cfg_avl, zorv_drel_create_gbl_node(nullptr, 1, 260, &rec));
-    }
-    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+    bench::add_profile("bench-prof-a");
+    bench::add_profile("bench-prof-b");
+    zt::pairs_t pairs;
     for (uint32_t v = 1; v <= 100; ++v)
         pairs.emplace_back(v, 50000 + v);
-    auto map = zt::map_val("bench-prof-c", pairs);
-    tree_insert(zorv_drel_gbl_cfg_avl,
-                zorv_drel_create_gbl_node(nullptr, 2, sizeof *map, map.get()));
+    bench::add_profile("bench-prof-c", pairs);
 }
 
 void clear_global() {
-    while (auto *n = static_cast<gbl_cfg_avl_node_t *>(tree_first(zorv_drel_gbl_cfg_avl)))
-        zorv_drel_gbl_cfg_delete_cache_node(n);
-    clear_member_vnis();
+    bench::clear_profiles();
+    bench::clear_member_vnis();
 }
 
 // The global cache of one benchmark run: kMemberVnis member VNIs (and the profiles when

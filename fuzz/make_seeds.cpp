@@ -211,6 +211,17 @@ int main(int argc, char **argv) {
                       a.b));
         }
     }
+    // Formats and arguments for the debug history: every ring size and argument shape, bytes
+    // at random behind them.
+    {
+        writer w(root, "fuzz_history_format");
+        for (uint32_t i = 0; i < 26; ++i) {
+            bytes b = {static_cast<uint8_t>(i % 5), static_cast<uint8_t>(i % 13)};
+            for (uint32_t k = 0, n = 40 + r.below(200); k < n; ++k)
+                b.push_back(static_cast<uint8_t>(r.below(256)));
+            w.put(b);
+        }
+    }
     tracked_free(ZORV_DREL_LIB_SERVICE_ID, if_arr);
     tracked_free(ZORV_DREL_LIB_SERVICE_ID, if2_arr);
     tracked_free(ZORV_DREL_LIB_SERVICE_ID, gbl_arr);

@@ -5,7 +5,8 @@
 # objects of libzorvdrel, relinked), and expects abi/check.py, against a baseline made from the
 # unchanged copy, to end with "ABI check: <verdict>" and to report a line matching <finding>.
 # Environment: SRC (source tree), WORK (scratch directory), CXX, OBJECTS (a file naming
-# libzorvdrel's objects, one a line), PLATFORM_LIB (the platform's shared object), LINK_FLAGS.
+# libzorvdrel's objects, one a line), PLATFORM_LIB (the platform's shared object), LINK_FLAGS,
+# GENERATED (the build's generated headers: zorv_drel_version.h).
 set -euo pipefail
 case_name=$1 verdict=$2 finding=$3
 tree=$WORK/tree drel=$WORK/tree/feature/zorv/lib/drel
@@ -20,7 +21,8 @@ compile() {
   local name
   name=$(basename "$1").o
   "$CXX" -std=c++20 -g -O1 -fPIC -fvisibility=hidden -fvisibility-inlines-hidden \
-    -DZORV_DREL_BUILDING=1 -I"$drel" -I"$tree/platform/include" -c "$1" -o "$WORK/obj/$name"
+    -DZORV_DREL_BUILDING=1 -I"$drel" -I"$GENERATED" -I"$tree/platform/include" -c "$1" \
+    -o "$WORK/obj/$name"
   local kept=() o
   for o in "${objects[@]}"; do [ "$(basename "$o")" = "$name" ] || kept+=("$o"); done
   objects=("${kept[@]}" "$WORK/obj/$name")
@@ -36,7 +38,8 @@ link() {
 }
 
 check() {
-  python3 "$SRC/abi/check.py" --src "$tree" --lib "$WORK/lib/libzorvdrel.so" --work "$WORK/out" "$@"
+  python3 "$SRC/abi/check.py" --src "$tree" --lib "$WORK/lib/libzorvdrel.so" --work "$WORK/out" \
+    --generated "$GENERATED" "$@"
 }
 
 # edit <file> <perl substitution>: the change must match, or the case would prove nothing.

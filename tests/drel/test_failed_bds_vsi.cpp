@@ -83,6 +83,14 @@ TEST_F(FailedBdsVsi, RemotePairOnUnmappedLocalVlanChangesNothing) {
     EXPECT_EQ(judge(vsi({{5000, 10}}), vsi({{5000, 10}, {7000, 30}})), (verdict{0, {5000}, {}}));
 }
 
+TEST_F(FailedBdsVsi, NoPairOfAnEarlierComparisonIsLeftBehind) {
+    // The lookup table by VLAN is reused: VLAN 10 of the first comparison is gone in the second.
+    EXPECT_EQ(judge(vsi({{5000, 10}, {5000, 10}}), vsi({{5000, 10}})), (verdict{0, {5000}, {}}));
+    h.make_sets();
+    EXPECT_EQ(judge(vsi({{6000, 20}}), vsi({{5000, 10}, {6000, 20}})), (verdict{0, {6000}, {}}));
+    EXPECT_EQ(zt::log_count(kFn, ": Passed vlan:10lcl vni:5000, rmt vni:5000\n"), 1u);
+}
+
 TEST_F(FailedBdsVsi, DifferentRemoteVniLeavesLocalVniFailed) {
     EXPECT_EQ(judge(vsi({{5000, 10}}), vsi({{5001, 10}})),
               (verdict{ZORV_DREL_ERR_COMPAT_INTF_VSI, {}, {5000}}));

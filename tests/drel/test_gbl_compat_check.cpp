@@ -268,6 +268,14 @@ TEST_F(GblCheck, LaterLocalEntryForTheSameDot1qWins) {
     EXPECT_EQ(check(l, r2), 0u);
 }
 
+TEST_F(GblCheck, NoPairOfAnEarlierCheckIsLeftBehind) {
+    // The lookup table by VLAN is reused: VLAN 10 of the first check is gone in the second.
+    auto l = vsi(2, {{5000, 10}}), r = vsi(2, {{5000, 10}});
+    EXPECT_EQ(check(l, r), 0u);
+    auto l2 = vsi(2, {{6000, 20}}), r2 = vsi(2, {{5000, 10}});
+    EXPECT_EQ(check(l2, r2), kCode9);
+}
+
 TEST_F(GblCheck, UnknownModePasses) {
     auto l = vsi(0, {{5000, 10}}), r = vsi(0, {{6000, 10}}, {}, "other");
     drelm_host_set_pelk_oper_ver(39);

@@ -44,6 +44,7 @@ class loaded_library {
 };
 
 using calloc_fn = void *(*)(uint32_t, uint32_t);
+using print_bmp_fn = int (*)(const bmp4096_t *, const char *);
 using set_uid_fn = uint32_t (*)(const char *);
 
 } // namespace
@@ -152,4 +153,18 @@ TEST(Lifecycle, LoadUnloadRepeatedly) {
         ASSERT_TRUE(lib.unload());
         EXPECT_EQ(zt::stats().live_blocks, before.live_blocks) << "round " << round;
     }
+}
+
+TEST(Lifecycle, HistoryOfAnUnloadedLibraryReadsBack) {
+    // Its events name formats and function names in the library's own memory, gone after the
+    // unload: they were copied when logged.
+    loaded_library lib;
+    ASSERT_NE(lib.load(), nullptr) << dlerror();
+    auto print_bmp = lib.sym<print_bmp_fn>("zorv_drel_lib_print_vlan_bmp");
+    ASSERT_NE(print_bmp, nullptr);
+    print_bmp(nullptr, "tag");
+    ASSERT_TRUE(lib.unload());
+    EXPECT_EQ(zt::logs_containing("zorv_drel_lib_print_vlan_bmp("), 2u);
+    EXPECT_EQ(zt::log_count("zorv_drel_lib_print_vlan_bmp", ": tag\n"), 1u);
+    EXPECT_EQ(zt::log_count("zorv_drel_lib_print_vlan_bmp", ": End tag\n"), 1u);
 }

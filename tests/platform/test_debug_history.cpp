@@ -142,6 +142,20 @@ TEST(DebugHistory, LoggingDoesNotAllocate) {
     EXPECT_GT(debug_history_count(kSvc), 0u);
 }
 
+TEST(DebugHistory, LoggingNewFormatsDoesNotAllocate) {
+    ASSERT_EQ(debug_history_open(kSvc, 2048), 0);
+    debug_history_log(kSvc, 0, 0, "warm up %d", 0);
+    char format[32];
+    zt::probe::start();
+    for (int i = 0; i < 300; ++i) {
+        std::snprintf(format, sizeof format, "new format %d: %%s %%d", i);
+        debug_history_log(kSvc, 0, 0, format, "f", i);
+    }
+    zt::probe::stop();
+    EXPECT_EQ(zt::probe::allocations.load(), 0);
+    EXPECT_STREQ(debug_history_event(kSvc, debug_history_count(kSvc) - 1), "new format 299: f 299");
+}
+
 TEST(DebugHistory, FailOpenFailsTheNextOpensAndCallsAreCounted) {
     EXPECT_EQ(debug_history_open_calls(kSvc), 0u);
     debug_history_fail_open(kSvc, 2);

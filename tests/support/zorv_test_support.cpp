@@ -63,6 +63,18 @@ std::string dump_events() {
     return out;
 }
 
+std::string history_dump(uint32_t svc) {
+    char *buf = nullptr;
+    size_t len = 0;
+    FILE *f = open_memstream(&buf, &len);
+    if (f == nullptr) return {};
+    const int rc = debug_history_dump(svc, f);
+    std::fclose(f);
+    std::string out = rc == 0 ? std::string(buf, len) : std::string();
+    std::free(buf);
+    return out;
+}
+
 bool has_log_prefix(std::string_view fn, std::string_view text_prefix) {
     for (const auto &e : events()) {
         std::string_view v(e);

@@ -58,6 +58,8 @@ inline bool has_raw(std::string_view text) {
 }
 // The debug history as one text, for failure messages.
 std::string dump_events();
+// What debug_history_dump writes for service `svc` (empty when it fails).
+std::string history_dump(uint32_t svc);
 // Some "<fn>(<line>)<text>" event whose text starts with `text_prefix` (for lines whose
 // arguments are not known in advance, such as pointers).
 bool has_log_prefix(std::string_view fn, std::string_view text_prefix);

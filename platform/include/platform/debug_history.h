@@ -20,7 +20,14 @@ int debug_history_open_instance(uint32_t service_id, uint32_t instance, uint32_t
  * The library logs on every path, with instance 0 and level 0, and never checks the result:
  * logging must never fail, block or abort the caller, must not allocate heap per event, and must
  * accept events that are not whole lines (a format may render "%d)%d,%d "). Every %s argument
- * the library passes is a valid string. */
+ * the library passes is a valid string.
+ * On the host an event is kept unformatted and its text made when it is read; it reads back as
+ * vsnprintf renders the call, cut to the ring's size less 25 bytes. It costs the ring 24 bytes
+ * (sequence number, time stamp, format) and its arguments: 4 bytes for an int or anything
+ * smaller, 8 for a long, size_t, pointer or double, a string's bytes as far as the conversion
+ * reads them and a NUL; padded to a multiple of 8. A call the history does not defer (a
+ * conversion such as %m, %Lf or %1$d, a null string, more than 16 arguments) costs 24 bytes and
+ * its text and a NUL, padded likewise. A format with %n is refused. */
 int debug_history_log(uint32_t service_id, uint32_t instance, uint32_t level, const char *format,
                       ...) __attribute__((format(printf, 4, 5)));
 /* Never null, also for codes it does not know (the library prints the result with %s): it knows

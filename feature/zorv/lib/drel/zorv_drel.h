@@ -74,6 +74,8 @@
 #include <platform/tlv_array.h>
 #include <platform/tree.h>
 
+#include "zorv_drel_version.h"
+
 /**
  * @def ZORV_LAYOUT(t, s, offsets)
  * Checks at compile time that record @p t is @p s bytes long and that @p offsets (an expression

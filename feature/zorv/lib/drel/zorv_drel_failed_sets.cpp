@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // zorv_drel_failed_sets.cpp - lookups from VNI to bridge domain and from a service instance or
 // encapsulation profile to its dot1q map, and the sets of VLANs, BDs and VNIs that fail a check.
-#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -197,6 +196,11 @@ uint32_t zorv_drel_lib_check_failed_vlans_bmp(uint16_t type, const uint32_t *dot
 
 // ---- Failed BDs of a service instance ------------------------------------------------------
 
+zorv::vni_by_dot1q::table &zorv::vni_by_dot1q::table_of_thread() noexcept {
+    static thread_local table t{};
+    return t;
+}
+
 uint32_t zorv_drel_lib_check_failed_bds_vsi(uint16_t type, const vsi_all_t *lcl_val,
                                             const vsi_all_t *rmt_val, uint32_t /*aux_ctx*/,
                                             type1_compat_result_t *pass_res,
@@ -205,22 +209,20 @@ uint32_t zorv_drel_lib_check_failed_bds_vsi(uint16_t type, const vsi_all_t *lcl_
          static_cast<const void *>(lcl_val), static_cast<const void *>(rmt_val));
     if (lcl_val == nullptr) return zorv_drel_get_type1_cfg_compat_chk_errcode(type);
 
-    // Two 16 KiB tables, so every lookup by VLAN is direct.
-    std::array<uint32_t, ZORV_DOT1Q_COUNT> local{}, remote{};
+    // The local VNI by VLAN, so every lookup is direct.
+    vni_by_dot1q local;
     const char *fn = __func__; // the pair walks below log on behalf of this operation
     for_each_valid_pair(fn, lcl_val, "lcl", [&](uint32_t dot1q, uint32_t vni) {
-        local[dot1q] = vni;
+        local.set(dot1q, vni);
         set_add(fail_res, vni);
         set_remove(pass_res, vni);
         ZLOG_AS(fn, "%s(%d): Init as failed vlan:%d, lcl vni:%d\n", dot1q, local[dot1q]);
     });
     for_each_valid_pair(fn, rmt_val, "rmt", [&](uint32_t dot1q, uint32_t vni) {
-        remote[dot1q] = vni;
         if (vni != local[dot1q]) return;
         set_add(pass_res, vni);
         set_remove(fail_res, vni);
-        ZLOG_AS(fn, "%s(%d): Passed vlan:%dlcl vni:%d, rmt vni:%d\n", dot1q, local[dot1q],
-                remote[dot1q]);
+        ZLOG_AS(fn, "%s(%d): Passed vlan:%dlcl vni:%d, rmt vni:%d\n", dot1q, local[dot1q], vni);
     });
 
     const int32_t failed_cnt = set_count(fail_res);

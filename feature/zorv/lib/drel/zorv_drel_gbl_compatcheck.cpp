@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // zorv_drel_gbl_compatcheck.cpp - the strict compatibility check: the attributes of each
 // service instance compared as a whole, one verdict per parameter and no failed sets.
-#include <array>
 #include <cstring>
 
 #include "zorv_drel_compat.h"
@@ -54,9 +53,9 @@ uint32_t gbl_check_vsi_attributes(uint16_t lcl_len, const vsi_all_view &lv, cons
             ZLOG_AS(fn, "%s(%d): Local & Remote dot1q does not match\n");
             return fail_rc;
         }
-        std::array<uint32_t, ZORV_DOT1Q_COUNT> table{};
+        vni_by_dot1q table;
         for (const auto &p : lv.pairs)
-            if (valid_pair(p.dot1q, p.vni)) table[p.dot1q] = p.vni;
+            if (valid_pair(p.dot1q, p.vni)) table.set(p.dot1q, p.vni);
         for (const auto &p : rv.pairs) {
             if (!valid_pair(p.dot1q, p.vni) || table[p.dot1q] == p.vni) continue;
             ZLOG_AS(fn, "%s(%d): Local & Remote dot1q does not match\n");

@@ -55,9 +55,17 @@ void judge(const tlv &r, const void *node) noexcept {
                 error_to_string(rc), r.type);
         return;
     }
-    scratch_holders scratch;
-    (void)zorv_drel_type1_cfg_compat_check_tlv(lcl_type, lcl_len, lcl_val, r.type, r.len, r.value,
-                                               0, &scratch.pass, &scratch.fail);
+    if (r.type == ZORV_TYPE1_GBL_MEMBER_VNI) {
+        // A member VNI's check only adds its VNI to a set and reads neither: holders without
+        // sets take the verdict as well, and spare two sets per VNI.
+        type1_compat_result_t pass{}, fail{};
+        (void)zorv_drel_type1_cfg_compat_check_tlv(lcl_type, lcl_len, lcl_val, r.type, r.len,
+                                                   r.value, 0, &pass, &fail);
+    } else {
+        scratch_holders scratch;
+        (void)zorv_drel_type1_cfg_compat_check_tlv(lcl_type, lcl_len, lcl_val, r.type, r.len,
+                                                   r.value, 0, &scratch.pass, &scratch.fail);
+    }
     (void)zorv_drel_lib_free_tlv(lcl_type, lcl_val);
 }
 

@@ -120,6 +120,39 @@ constexpr bool valid_pair(uint32_t dot1q, uint32_t vni) noexcept {
     return dot1q >= 1 && dot1q <= 4095 && vni >= 1 && vni <= ZORV_VNI_MAX;
 }
 
+// The VNI of each VLAN of one service instance's valid pairs (0: none), for lookups by VLAN.
+// The table is the thread's own and is emptied again, where it was filled, when the object goes:
+// zeroing all 16 KiB of it for every service instance cost the checks more than their own work.
+// One object at a time per thread.
+class vni_by_dot1q {
+  public:
+    vni_by_dot1q() noexcept : t_(table_of_thread()) {}
+    ~vni_by_dot1q() {
+        for (uint32_t i = 0; i < t_.filled; ++i)
+            t_.vni[t_.dot1q[i]] = 0;
+        t_.filled = 0;
+    }
+    vni_by_dot1q(const vni_by_dot1q &) = delete;
+    vni_by_dot1q &operator=(const vni_by_dot1q &) = delete;
+    // Maps VLAN `dot1q` to `vni`, a valid pair.
+    void set(uint32_t dot1q, uint32_t vni) noexcept {
+        if (t_.vni[dot1q] == 0) t_.dot1q[t_.filled++] = static_cast<uint16_t>(dot1q);
+        t_.vni[dot1q] = vni;
+    }
+    uint32_t operator[](uint32_t dot1q) const noexcept { return t_.vni[dot1q]; }
+
+  private:
+    struct table {
+        uint32_t vni[ZORV_DOT1Q_COUNT];   // by VLAN
+        uint16_t dot1q[ZORV_DOT1Q_COUNT]; // the VLANs set, each once
+        uint32_t filled;                  // entries of dot1q[] in use
+    };
+    // Out of line: the compiler then keeps the table's address instead of looking the
+    // thread's storage up again at every access.
+    [[gnu::noinline]] static table &table_of_thread() noexcept;
+    table &t_;
+};
+
 // Map mode of an interface node's four flags, first match wins: VDP, DFS, VMT, LLDP, static.
 inline uint32_t map_mode_of(const if_cfg_avl_node_t &n) noexcept {
     if (n.vdp) return ZORV_MAP_MODE_VDP;

@@ -1,0 +1,83 @@
+# SPDX-License-Identifier: Apache-2.0
+# Makes the Debian changelog of the packages from CHANGELOG.md, compressed as dpkg and lintian
+# want it (gzip -9n: best compression, no name or time stamp).
+# Expects IN (CHANGELOG.md), OUT (the changelog.gz to write), SOURCE (the source package name),
+# MAINTAINER ("name <address>") and GZIP.
+#   "## <version> (<yyyy-mm-dd>)"   starts a release: "<source> (<version>) unstable; urgency=medium"
+#   "- text" or a paragraph         one change: "  * text", its further lines indented by four
+# A change line of the result longer than 80 characters is an error (lintian refuses them).
+file(READ ${IN} text)
+string(REPLACE ";" "\\;" text "${text}")
+string(REPLACE "\n" ";" lines "${text}")
+
+set(out "")
+set(version "")
+set(in_item OFF)
+# close_release(): the trailer of the release being written, with its date in RFC 2822 form.
+macro(close_release)
+  if(version)
+    execute_process(COMMAND date -u -R -d "${date} 12:00" OUTPUT_VARIABLE stamp
+                    OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE rc)
+    if(NOT rc EQUAL 0)
+      message(FATAL_ERROR "${IN}: release ${version} has a date 'date' does not read: ${date}")
+    endif()
+    string(APPEND out "\n -- ${MAINTAINER}  ${stamp}\n")
+  endif()
+endmacro()
+
+foreach(line IN LISTS lines)
+  if(line MATCHES "^## ([0-9]+\\.[0-9]+\\.[0-9]+) \\(([0-9]+-[0-9]+-[0-9]+)\\)$")
+    close_release()
+    if(version)
+      string(APPEND out "\n")
+    endif()
+    set(version ${CMAKE_MATCH_1})
+    set(date ${CMAKE_MATCH_2})
+    string(APPEND out "${SOURCE} (${version}) unstable; urgency=medium\n\n")
+    set(in_item OFF)
+  elseif(line MATCHES "^#")
+    if(version)
+      message(FATAL_ERROR "${IN}: a heading that is no release: '${line}'")
+    endif()
+  elseif(NOT version)
+    # The introduction before the first release.
+  elseif(line STREQUAL "")
+    set(in_item OFF)
+  elseif(line MATCHES "^- (.*)$")
+    string(APPEND out "  * ${CMAKE_MATCH_1}\n")
+    set(in_item ON)
+  else()
+    string(STRIP "${line}" words)
+    if(in_item)
+      string(APPEND out "    ${words}\n")
+    else()
+      string(APPEND out "  * ${words}\n")
+      set(in_item ON)
+    endif()
+  endif()
+endforeach()
+close_release()
+if(NOT version)
+  message(FATAL_ERROR "${IN} holds no release heading '## <version> (<yyyy-mm-dd>)'")
+endif()
+
+string(REPLACE "\n" ";" check "${out}")
+foreach(line IN LISTS check)
+  if(NOT line MATCHES "^  ")
+    continue()
+  endif()
+  string(LENGTH "${line}" n)
+  if(n GREATER 80)
+    message(FATAL_ERROR "${IN}: a changelog line is longer than 80 characters:\n${line}")
+  endif()
+endforeach()
+
+get_filename_component(dir ${OUT} DIRECTORY)
+file(WRITE ${dir}/changelog "${out}")
+execute_process(COMMAND ${GZIP} -9nf ${dir}/changelog RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "${GZIP} -9n ${dir}/changelog failed")
+endif()
+if(NOT ${dir}/changelog.gz STREQUAL OUT)
+  file(RENAME ${dir}/changelog.gz ${OUT})
+endif()
