@@ -61,6 +61,35 @@ void BM_ExportInterface(benchmark::State &state) {
 }
 BENCHMARK(BM_ExportInterface)->Args({1, 100})->Args({16, 256})->Args({64, 64})->Args({4, 4000});
 
+// One interface's export among `range(0)` peer-link interfaces of one service instance each: a
+// walk of the interface's own nodes stays flat as the other interfaces grow in number.
+void BM_ExportOneOfManyInterfaces(benchmark::State &state) {
+    const auto interfaces = static_cast<uint32_t>(state.range(0));
+    std::vector<std::pair<uint32_t, uint32_t>> map;
+    for (uint32_t v = 1; v <= 16; ++v)
+        map.emplace_back(5000 + v, v);
+    for (uint32_t i = 0; i < interfaces; ++i) {
+        auto value = zt::make_vsi_all(kIfIndex + i, 1, 1, ZORV_MAP_MODE_STATIC, map, {}, "prof");
+        if_cfg_avl_key_t key{};
+        zorv_drel_set_if_key(&key, 9, value.size(), value.data(), kIfIndex + i);
+        tree_insert(
+            zorv_drel_if_cfg_avl,
+            zorv_drel_create_if_node(&key, 9, static_cast<uint16_t>(value.size()), value.data()));
+    }
+    const uint32_t middle = kIfIndex + interfaces / 2;
+    for (auto _ : state) {
+        tlv_array_t *a = export_params(0, middle);
+        benchmark::DoNotOptimize(a);
+        tracked_free(zt::kSvc, a);
+    }
+    for (uint32_t i = 0; i < interfaces; ++i) {
+        if_cfg_avl_key_t key{kIfIndex + i, 0};
+        zorv_drel_if_cfg_delete_cache_node(
+            static_cast<if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &key)));
+    }
+}
+BENCHMARK(BM_ExportOneOfManyInterfaces)->Arg(1024)->Arg(4096)->Arg(16384);
+
 void BM_CompatCheckInterface(benchmark::State &state) {
     const Exported<InterfaceCache> lcl(state);
     for (auto _ : state) {

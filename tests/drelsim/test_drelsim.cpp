@@ -378,9 +378,11 @@ TEST_F(Drelsim, CorruptedFrameIsRefusedAndNeverChecked) {
 TEST_F(Drelsim, HelpListsTheOptions) {
     Outcome r = run({"--help"});
     EXPECT_EQ(r.status, 0);
-    for (const char *opt : {"--json", "--diff", "--events", "--step", "generate"})
+    for (const char *opt : {"--json", "--diff", "--events", "--step", "generate", "fleet DIR",
+                            "merge", "plan --before A B --after A2 B2", "--html FILE"})
         EXPECT_NE(r.out.find(opt), std::string::npos) << opt;
     EXPECT_EQ(r.out.find("--corrupt-frame"), std::string::npos);
+    EXPECT_EQ(r.out.find("--turn-bytes"), std::string::npos);
 }
 
 TEST_F(Drelsim, UsageErrorsExitWithTwo) {
@@ -468,3 +470,76 @@ TEST_P(ScenarioErrors, NameFileLineFieldAndExpectation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Drelsim, ScenarioErrors, ::testing::ValuesIn(error_cases()), case_name);
+
+namespace {
+
+using Scale = ScratchTest;
+
+// The parameter rows of every scope of a report, without its timing.
+json rows_of(const json &report) {
+    json out = json::array();
+    for (auto &round : report["rounds"])
+        for (auto &s : round["scopes"])
+            out.push_back({s["title"], s["verdict"], s["parameters"], s["peers"]["A"]["status"],
+                           s["peers"]["B"]["status"], s["peers"]["A"]["failed_vnis"],
+                           s["peers"]["B"]["failed_vnis"]});
+    return out;
+}
+
+} // namespace
+
+TEST_F(Scale, RangesMapLikeTheirEntries) {
+    const std::vector<std::string> size{"--vnis", "50", "--interfaces", "3",
+                                        "--vsis", "2",  "--pairs",      "20"};
+    std::vector<std::string> ranged{"generate", "-o", dir_ + "/ranged.yaml"},
+        single{"generate", "--no-ranges", "-o", dir_ + "/single.yaml"};
+    ranged.insert(ranged.end(), size.begin(), size.end());
+    single.insert(single.end(), size.begin(), size.end());
+    ASSERT_EQ(run(ranged).status, 0);
+    ASSERT_EQ(run(single).status, 0);
+    const std::string text = slurp(dir_ + "/ranged.yaml");
+    EXPECT_NE(text.find("member_vnis: {\n      10000-10049: 1-50}"), std::string::npos) << text;
+    EXPECT_NE(text.find("vlan_to_vni: {1-20: 10000-10019}"), std::string::npos);
+    EXPECT_NE(text.find("vlan_to_vni: {1-10: 10040-10049, 11-20: 10000-10009}"), std::string::npos);
+    EXPECT_NE(slurp(dir_ + "/single.yaml").find("vlan_to_vni: {1: 10000, 2: 10001, "),
+              std::string::npos);
+    Outcome a = run({dir_ + "/ranged.yaml", "--json"}), b = run({dir_ + "/single.yaml", "--json"});
+    ASSERT_EQ(a.status, 0) << a.err;
+    ASSERT_EQ(b.status, 0) << b.err;
+    EXPECT_EQ(rows_of(a.report()), rows_of(b.report()));
+}
+
+// A's peer links 1, 2, 3 and 5, B's 1, 3, 4 and 5, and VLAN 20 of link 3 on another VNI on B:
+// exchanged a frame a turn, the scopes and their verdicts are those of one turn each.
+TEST_F(Scale, TurnsOnThePeerLinkCheckEveryScopeAsOneTurnDoes) {
+    auto iface = [](unsigned link, unsigned vni20) {
+        return "      - {ifindex: " + std::to_string(0x40000 + link) +
+               ", peer_link: " + std::to_string(link) +
+               ", service_instances: [{id: " + std::to_string(link) +
+               ", vlan_to_vni: {10-11: 5010-5011, 20: " + std::to_string(vni20) + "}}]}\n";
+    };
+    std::string text = "switches:\n  A:\n    member_vnis: {5010-5011: 10-11, 5020: 20}\n"
+                       "    interfaces:\n";
+    for (unsigned link : {1, 2, 3, 5})
+        text += iface(link, 5020);
+    text += "  B:\n    member_vnis: {5010-5011: 10-11, 5020: 20}\n    interfaces:\n";
+    for (unsigned link : {1, 3, 4, 5})
+        text += iface(link, link == 3 ? 5021 : 5020);
+    const std::string file = write("links.yaml", text);
+    Outcome one = run({file, "--json"}), many = run({file, "--json", "--turn-bytes", "1"});
+    EXPECT_EQ(one.status, 1) << one.err;
+    EXPECT_EQ(many.status, 1) << many.err;
+    EXPECT_EQ(rows_of(one.report()), rows_of(many.report()));
+    const json &round = last_round(many.report());
+    ASSERT_EQ(round["scopes"].size(), 6u);
+    // Link 2: A checks its own against nothing, B has no interface; link 4 the other way.
+    EXPECT_EQ(scope(round, "2")["peers"]["A"]["status"], "checked");
+    EXPECT_EQ(scope(round, "2")["peers"]["B"]["status"], "no-interface");
+    EXPECT_EQ(scope(round, "4")["peers"]["A"]["status"], "no-interface");
+    EXPECT_EQ(scope(round, "4")["peers"]["B"]["status"], "checked");
+    EXPECT_EQ(failed_vnis(scope(round, "3")["peers"]["B"]), std::vector<unsigned>{5021});
+    EXPECT_EQ(scope(round, "5")["verdict"], "pass");
+    // One frame a turn: five frames and an end from each side, however the turns fall.
+    EXPECT_EQ(many.report()["rounds"][0]["timing"]["A"]["frames_sent"], 5);
+    EXPECT_EQ(many.report()["rounds"][0]["timing"]["B"]["frames_sent"], 5);
+}

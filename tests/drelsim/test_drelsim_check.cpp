@@ -17,29 +17,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kData = std::string(ZORV_SOURCE_DIR) + "/tests/drelsim";
-
-std::string real(const std::string &pair, const std::string &file) {
-    return kData + "/realconfigs/" + pair + "/" + file;
-}
-
-std::string sample(const std::string &file) {
-    return kData + "/configs/" + file;
-}
-
 class Check : public ScratchTest {
   protected:
-    // A copy of `path` named `name` with `from` (which must occur once) replaced by `to`.
-    std::string edited(const std::string &path, const std::string &name, const std::string &from,
-                       const std::string &to) {
-        std::string text = slurp(path);
-        const size_t at = text.find(from);
-        EXPECT_NE(at, std::string::npos) << from;
-        EXPECT_EQ(text.find(from, at + 1), std::string::npos) << from << " occurs twice";
-        if (at != std::string::npos) text.replace(at, from.size(), to);
-        return write(name, text);
-    }
-
     // `drelsim check --json` of the single-DC leaf pair, B edited from `from` to `to` (kept in
     // b_).
     Outcome leaf1_with_b(const std::string &from, const std::string &to);

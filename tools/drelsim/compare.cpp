@@ -247,10 +247,17 @@ PeerView peer_view(const ScopeResult *r) {
     return v;
 }
 
-const ScopeResult *find_scope(const RoundResult &r, uint32_t link) {
+// The scopes of a peer's round by peer-link id.
+std::map<uint32_t, const ScopeResult *> scopes_by_link(const RoundResult &r) {
+    std::map<uint32_t, const ScopeResult *> by;
     for (auto &s : r.scopes)
-        if (s.peer_link == link) return &s;
-    return nullptr;
+        by.emplace(s.peer_link, &s);
+    return by;
+}
+
+const ScopeResult *find_scope(const std::map<uint32_t, const ScopeResult *> &by, uint32_t link) {
+    auto it = by.find(link);
+    return it == by.end() ? nullptr : it->second;
 }
 
 std::string scope_title(const Scenario &s, uint32_t link) {
@@ -302,30 +309,46 @@ std::string code_name(uint32_t code) {
     }
 }
 
+std::vector<SidesConfig> round_configs(const Scenario &s, size_t rounds) {
+    std::vector<SidesConfig> out;
+    SidesConfig sw = {std::shared_ptr<const SwitchConfig>(&s.sw[0], [](auto *) {}),
+                      std::shared_ptr<const SwitchConfig>(&s.sw[1], [](auto *) {})};
+    for (size_t i = 0; i < rounds; ++i) {
+        if (i > 0 && i <= s.steps.size()) {
+            const Step &step = s.steps[i - 1];
+            auto changed = std::make_shared<SwitchConfig>(*sw[step.side]);
+            for (const Action &act : step.actions)
+                apply_action(*changed, act);
+            sw[step.side] = changed;
+        }
+        out.push_back(sw);
+    }
+    return out;
+}
+
 std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim) {
     std::vector<RoundView> views;
     const Context c{s};
     const size_t rounds = std::min(sim.peer[0].rounds.size(), sim.peer[1].rounds.size());
-    SwitchConfig sw[2] = {s.sw[0], s.sw[1]}; // as each round stands
+    const std::vector<SidesConfig> configs = round_configs(s, rounds);
     for (size_t i = 0; i < rounds; ++i) {
         const RoundResult &a = sim.peer[0].rounds[i], &b = sim.peer[1].rounds[i];
+        const SidesConfig &sw = configs[i];
         RoundView rv;
         rv.round = a.round;
         rv.step = a.round > 0 ? &s.steps[a.round - 1] : nullptr;
-        if (rv.step)
-            for (const Action &act : rv.step->actions)
-                apply_action(sw[rv.step->side], act);
+        const auto by_a = scopes_by_link(a), by_b = scopes_by_link(b);
         std::set<uint32_t> links;
-        for (auto *r : {&a, &b})
-            for (auto &sc : r->scopes)
-                links.insert(sc.peer_link);
+        for (auto *by : {&by_a, &by_b})
+            for (auto &[link, sc] : *by)
+                links.insert(link);
         for (uint32_t link : links) {
             ScopeView sv;
             sv.peer_link = link;
             sv.title = scope_title(s, link);
             sv.name = scope_name(s, link);
-            sv.peer[0] = peer_view(find_scope(a, link));
-            sv.peer[1] = peer_view(find_scope(b, link));
+            sv.peer[0] = peer_view(find_scope(by_a, link));
+            sv.peer[1] = peer_view(find_scope(by_b, link));
             sv.pass = sv.peer[0].pass && sv.peer[1].pass;
             if (sv.peer[0].r) sv.lines = param_lines(c, *sv.peer[0].r);
             if (sv.pass) tolerate_all(sv.lines);

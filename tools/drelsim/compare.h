@@ -2,6 +2,8 @@
 // Puts the two peers' findings side by side and explains every difference.
 #pragma once
 
+#include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,6 +62,9 @@ struct ScopeView {
     bool accepted = false;        // fails, but only with differences the baseline report accepts
 };
 
+// The two switches' configuration as a round stands (after its step).
+using SidesConfig = std::array<std::shared_ptr<const SwitchConfig>, 2>;
+
 struct RoundView {
     uint32_t round = 0;
     const Step *step = nullptr;
@@ -70,11 +75,14 @@ struct RoundView {
 };
 
 std::vector<RoundView> build_views(const Scenario &s, const SimResult &sim);
+// The two switches' configuration after each of the first `rounds` rounds: the scenario's own
+// until a step changes a side, then a copy of that side (they point into `s`: keep it in place).
+std::vector<SidesConfig> round_configs(const Scenario &s, size_t rounds);
 // Fills the failed VNIs' VLANs, the charged instances and the whole-scope words of each peer of
 // `sv`, from the two switches' configuration `sw` as it stands in that round.
-void fill_impact(ScopeView &sv, const SwitchConfig (&sw)[2]);
+void fill_impact(ScopeView &sv, const SidesConfig &sw);
 // The pair-level hazards of a round.
-std::vector<std::string> round_hazards(const RoundView &rv, const SwitchConfig (&sw)[2]);
+std::vector<std::string> round_hazards(const RoundView &rv, const SidesConfig &sw);
 std::string code_name(uint32_t code);
 std::string hex32(uint32_t v);
 

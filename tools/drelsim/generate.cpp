@@ -14,16 +14,39 @@ uint32_t vni_of(const GenOptions &o, uint64_t n) {
     return kFirstVni + static_cast<uint32_t>(n % o.vnis);
 }
 
+// The entries key(i): value(i) for i in 0..n-1 of a number map, one a line after every
+// `per_line`; with ranges, a run of keys and values that both go up by one is one "lo-hi: lo-hi"
+// entry.
+template <typename Key, typename Value>
+void map_entries(std::ostream &os, const GenOptions &o, uint32_t n, Key key, Value value,
+                 uint32_t per_line, const char *indent) {
+    uint32_t written = 0;
+    for (uint32_t i = 0; i < n;) {
+        uint32_t run = 1;
+        while (o.ranges && i + run < n && key(i + run) == key(i) + run &&
+               value(i + run) == value(i) + run)
+            ++run;
+        os << (written ? ", " : "") << (per_line && written % per_line == 0 ? indent : "");
+        if (run == 1)
+            os << key(i) << ": " << value(i);
+        else
+            os << key(i) << "-" << key(i + run - 1) << ": " << value(i) << "-"
+               << value(i + run - 1);
+        ++written, i += run;
+    }
+}
+
 void switch_yaml(std::ostream &os, const GenOptions &o) {
     os << "    peer_link_version: 40\n";
     os << "    member_vnis: {";
-    for (uint32_t i = 0; i < o.vnis; ++i)
-        os << (i ? ", " : "") << (i % 8 == 0 ? "\n      " : "") << kFirstVni + i << ": "
-           << 1 + i % 4095;
+    map_entries(
+        os, o, o.vnis, [](uint32_t i) { return kFirstVni + i; },
+        [](uint32_t i) { return 1 + i % 4095; }, 8, "\n      ");
     os << "}\n";
     os << "    encap_profiles:\n      - name: gen-profile\n        vlan_to_vni: {";
-    for (uint32_t k = 0; k < o.pairs; ++k)
-        os << (k ? ", " : "") << 1 + k << ": " << vni_of(o, k);
+    map_entries(
+        os, o, o.pairs, [](uint32_t k) { return 1 + k; }, [&](uint32_t k) { return vni_of(o, k); },
+        0, "");
     os << "}\n    interfaces:\n";
     for (uint32_t m = 0; m < o.interfaces; ++m) {
         os << "      - ifindex: 0x" << std::hex << 0x10000 + m + 1 << std::dec << "\n";
@@ -35,8 +58,9 @@ void switch_yaml(std::ostream &os, const GenOptions &o) {
             if (o.pairs > 0) os << ", allowed_vlans: \"1-" << o.pairs << "\"";
             os << ",\n             vlan_to_vni: {";
             const uint64_t base = (static_cast<uint64_t>(m) * o.vsis + j) * o.pairs;
-            for (uint32_t k = 0; k < o.pairs; ++k)
-                os << (k ? ", " : "") << 1 + k << ": " << vni_of(o, base + k);
+            map_entries(
+                os, o, o.pairs, [](uint32_t k) { return 1 + k; },
+                [&](uint32_t k) { return vni_of(o, base + k); }, 0, "");
             os << "}}\n";
         }
     }

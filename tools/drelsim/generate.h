@@ -12,6 +12,7 @@ struct GenOptions {
     uint32_t interfaces = 4;
     uint32_t vsis = 8;  // per interface
     uint32_t pairs = 4; // dot1q-to-VNI pairs per service instance
+    bool ranges = true; // consecutive keys mapping to consecutive values as one range entry
 };
 
 // Empty when the options describe a valid scenario, else what is wrong with them.

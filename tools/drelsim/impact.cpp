@@ -83,13 +83,16 @@ std::optional<std::string> shifted(const ScopeResult &r) {
 
 } // namespace
 
-void fill_impact(ScopeView &sv, const SwitchConfig (&sw)[2]) {
+void fill_impact(ScopeView &sv, const SidesConfig &sw) {
     for (int side = 0; side < 2; ++side) {
         PeerView &v = sv.peer[side];
-        const SwitchConfig &me = sw[side];
+        const SwitchConfig &me = *sw[side];
         std::vector<const Interface *> ifs;
-        for (auto &i : me.interfaces)
-            if (sv.peer_link == 0 || i.peer_link == sv.peer_link) ifs.push_back(&i);
+        if (sv.peer_link == 0)
+            for (auto &i : me.interfaces)
+                ifs.push_back(&i);
+        else if (const Interface *i = find_interface_by_link(me, sv.peer_link))
+            ifs.push_back(i);
         std::set<uint32_t> vnis;
         if (v.r)
             for (auto &f : v.r->failed) {
@@ -115,11 +118,11 @@ void fill_impact(ScopeView &sv, const SwitchConfig (&sw)[2]) {
     }
 }
 
-std::vector<std::string> round_hazards(const RoundView &rv, const SwitchConfig (&sw)[2]) {
+std::vector<std::string> round_hazards(const RoundView &rv, const SidesConfig &sw) {
     std::vector<std::string> out;
-    if (sw[0].peer_link_version != sw[1].peer_link_version)
-        out.push_back("peer-link versions differ (A " + std::to_string(sw[0].peer_link_version) +
-                      ", B " + std::to_string(sw[1].peer_link_version) +
+    if (sw[0]->peer_link_version != sw[1]->peer_link_version)
+        out.push_back("peer-link versions differ (A " + std::to_string(sw[0]->peer_link_version) +
+                      ", B " + std::to_string(sw[1]->peer_link_version) +
                       "): profile names and allowed VLANs are compared only at 40 and later, so "
                       "the two switches judge different things");
     for (auto &sv : rv.scopes) {

@@ -36,11 +36,13 @@ struct SwitchImport {
     std::string format;   // one of the format names of import_formats()
     std::string hostname; // empty when the file does not say
     std::string domain_id, local_address, peer_address, anycast_ip, backup_ip, system_mac;
-    std::string peer_link;             // the inter-switch link's name, when given
-    std::map<uint32_t, int> vlans;     // VLANs the switch defines -> line
-    std::map<uint32_t, uint32_t> vnis; // VLAN -> VNI (layer-2 VNIs)
-    std::map<uint32_t, int> vni_lines; // VLAN -> line of its VNI mapping
-    std::vector<MlagPort> ports;       // ascending id
+    std::string peer_link;              // the inter-switch link's name, when given
+    std::vector<std::string> addresses; // its own addresses (loopback, tunnel source), for
+                                        // pairing by the partner's backup IP
+    std::map<uint32_t, int> vlans;      // VLANs the switch defines -> line
+    std::map<uint32_t, uint32_t> vnis;  // VLAN -> VNI (layer-2 VNIs)
+    std::map<uint32_t, int> vni_lines;  // VLAN -> line of its VNI mapping
+    std::vector<MlagPort> ports;        // ascending id
     std::vector<ImportWarning> warnings;
 
     void warn(int line, const std::string &text) { warnings.push_back({file, line, text}); }

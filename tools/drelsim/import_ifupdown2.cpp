@@ -118,6 +118,9 @@ SwitchImport import_ifupdown2(const std::string &text, const std::string &file) 
     for (const Stanza &s : all) {
         read_vxlan(sw, s);
         read_clag(sw, s);
+        for (auto &[words, line] : s.options)
+            if (words.size() == 2 && (words[0] == "address" || words[0] == "vxlan-local-tunnelip"))
+                sw.addresses.push_back(words[1].substr(0, words[1].find('/')));
         const auto *id = s.get("clag-id");
         if (!id) continue;
         MlagPort p;

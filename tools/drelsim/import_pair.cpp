@@ -62,6 +62,7 @@ SwitchConfig side_config(const SwitchImport &sw) {
         i.vsis.push_back(si);
         c.interfaces.push_back(i);
     }
+    index_interfaces(c);
     return c;
 }
 

@@ -40,6 +40,17 @@ class Json {
     }
     Json &boolean(bool b) { return item(), out_ << (b ? "true" : "false"), *this; }
     Json &null() { return item(), out_ << "null", *this; }
+    // A value that is JSON already (a whole report), indented to sit at this place.
+    Json &raw(const std::string &json) {
+        item();
+        const std::string indent = "\n" + std::string(2 * stack_.size(), ' ');
+        size_t end = json.size();
+        while (end > 0 && json[end - 1] == '\n')
+            --end;
+        for (size_t i = 0; i < end; ++i)
+            json[i] == '\n' ? out_ << indent : out_ << json[i];
+        return *this;
+    }
 
   private:
     struct Level {

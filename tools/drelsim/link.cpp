@@ -63,7 +63,7 @@ bool send_frame(int fd, uint32_t kind, uint32_t peer_link, uint32_t ifindex, con
 RecvStatus recv_frame(int fd, Frame &f, std::string &why) {
     Header h{};
     if (!read_all(fd, &h, sizeof h)) return why = "peer link closed", RecvStatus::LinkError;
-    if (h.magic != kMagic || h.kind < kFrameGlobal || h.kind > kFrameEnd || h.length > kMaxFrame)
+    if (h.magic != kMagic || h.kind < kFrameGlobal || h.kind > kFrameTurn || h.length > kMaxFrame)
         return why = "peer link out of step (bad frame header)", RecvStatus::LinkError;
     f = Frame{h.kind, h.peer_link, h.ifindex, h.length > 0, Bytes(h.length + kSlack, 0)};
     if (!read_all(fd, f.array.data(), h.length))

@@ -9,7 +9,9 @@
 
 namespace drelsim {
 
-enum : uint32_t { kFrameGlobal = 1, kFrameInterface = 2, kFrameEnd = 3 };
+// Frames of a round: the global scope's parameters, one interface's, the end of the sender's
+// frames, and the end of its turn (more frames follow after the other side's turn).
+enum : uint32_t { kFrameGlobal = 1, kFrameInterface = 2, kFrameEnd = 3, kFrameTurn = 4 };
 
 struct Frame {
     uint32_t kind = 0;

@@ -54,22 +54,57 @@ bool parse_vlan_ranges(const std::string &text, VlanSet &out) {
     return any;
 }
 
-Interface *find_interface(SwitchConfig &sw, uint32_t ifindex) {
+uint32_t &VlanMap::operator[](uint32_t vlan) {
+    if (pairs_.empty() || pairs_.back().first < vlan) return pairs_.emplace_back(vlan, 0).second;
+    auto it = std::lower_bound(pairs_.begin(), pairs_.end(), vlan,
+                               [](const value_type &p, uint32_t v) { return p.first < v; });
+    if (it == pairs_.end() || it->first != vlan) it = pairs_.insert(it, {vlan, 0});
+    return it->second;
+}
+
+VlanMap::const_iterator VlanMap::find(uint32_t vlan) const {
+    auto it = std::lower_bound(pairs_.begin(), pairs_.end(), vlan,
+                               [](const value_type &p, uint32_t v) { return p.first < v; });
+    return it != pairs_.end() && it->first == vlan ? it : pairs_.end();
+}
+
+void index_interfaces(SwitchConfig &sw) {
+    sw.at_ifindex.clear(), sw.at_link.clear();
+    for (uint32_t i = 0; i < sw.interfaces.size(); ++i) {
+        sw.at_ifindex.emplace(sw.interfaces[i].ifindex, i);
+        sw.at_link.emplace(sw.interfaces[i].peer_link, i);
+    }
+}
+
+namespace {
+
+// The interface whose `field` is `value`: through `at` when it indexes every interface, else by
+// a scan.
+template <typename Sw>
+auto *lookup(Sw &sw, const std::unordered_map<uint32_t, uint32_t> &at, uint32_t Interface::*field,
+             uint32_t value) {
+    using Result = decltype(&sw.interfaces[0]);
+    if (at.size() == sw.interfaces.size()) {
+        auto it = at.find(value);
+        return it == at.end() ? Result{nullptr} : &sw.interfaces[it->second];
+    }
     for (auto &i : sw.interfaces)
-        if (i.ifindex == ifindex) return &i;
-    return nullptr;
+        if (i.*field == value) return &i;
+    return Result{nullptr};
+}
+
+} // namespace
+
+Interface *find_interface(SwitchConfig &sw, uint32_t ifindex) {
+    return lookup(sw, sw.at_ifindex, &Interface::ifindex, ifindex);
 }
 
 const Interface *find_interface(const SwitchConfig &sw, uint32_t ifindex) {
-    for (auto &i : sw.interfaces)
-        if (i.ifindex == ifindex) return &i;
-    return nullptr;
+    return lookup(sw, sw.at_ifindex, &Interface::ifindex, ifindex);
 }
 
 const Interface *find_interface_by_link(const SwitchConfig &sw, uint32_t peer_link) {
-    for (auto &i : sw.interfaces)
-        if (i.peer_link == peer_link) return &i;
-    return nullptr;
+    return lookup(sw, sw.at_link, &Interface::peer_link, peer_link);
 }
 
 ServiceInstance *find_vsi(Interface &iface, uint32_t id) {

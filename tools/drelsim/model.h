@@ -8,12 +8,37 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace drelsim {
 
-using VlanMap = std::map<uint32_t, uint32_t>; // dot1q -> VNI, ascending VLAN
 using VlanSet = std::bitset<4096>;
+
+// dot1q -> VNI in ascending VLAN order, held as one sorted array: 8 bytes a pair, where a large
+// scenario holds millions of pairs.
+class VlanMap {
+  public:
+    using value_type = std::pair<uint32_t, uint32_t>;
+    using const_iterator = std::vector<value_type>::const_iterator;
+
+    // The VNI of `vlan`, inserted as 0 when absent (in constant time when `vlan` is above the
+    // last one, as a reader filling in ascending order does).
+    uint32_t &operator[](uint32_t vlan);
+    const_iterator find(uint32_t vlan) const;
+    size_t count(uint32_t vlan) const { return find(vlan) != end(); }
+    const_iterator begin() const { return pairs_.begin(); }
+    const_iterator end() const { return pairs_.end(); }
+    size_t size() const { return pairs_.size(); }
+    bool empty() const { return pairs_.empty(); }
+    void reserve(size_t n) { pairs_.reserve(n); }
+    bool operator==(const VlanMap &o) const { return pairs_ == o.pairs_; }
+    bool operator!=(const VlanMap &o) const { return pairs_ != o.pairs_; }
+
+  private:
+    std::vector<value_type> pairs_; // ascending VLAN
+};
 
 enum : uint32_t { kModeStatic = 1, kModeDfs = 2, kModeVmt = 3, kModeVdp = 4, kModeLldp = 5 };
 
@@ -44,7 +69,13 @@ struct SwitchConfig {
     std::map<uint32_t, uint32_t> member_vnis; // VNI -> BD
     std::vector<EncapProfile> profiles;
     std::vector<Interface> interfaces;
+    // Positions in `interfaces` by ifindex and by peer-link id, filled by index_interfaces once
+    // the list is complete (no step adds or removes an interface); without them a lookup scans.
+    std::unordered_map<uint32_t, uint32_t> at_ifindex, at_link;
 };
+
+// Fills the lookups of `sw`'s interfaces.
+void index_interfaces(SwitchConfig &sw);
 
 enum class ActionKind {
     SetMemberVni,

@@ -24,17 +24,35 @@ Scenario import_pair(const std::string &file_a, const std::string &file_b, Impor
     return pair_scenario(imp.sw[0], imp.sw[1], imp.warnings);
 }
 
+namespace {
+
+PairRun refused(const InputError &e) {
+    PairRun r;
+    r.status = 2;
+    r.error = std::string("drelsim: configuration error: ") + e.what() + "\n";
+    return r;
+}
+
+} // namespace
+
 PairRun check_pair(const std::string &file_a, const std::string &file_b, const SimOptions &so,
                    const Policy &p) {
     ImportReport imp;
+    try {
+        imp.sw[0] = import_switch(file_a);
+        imp.sw[1] = import_switch(file_b);
+    } catch (const InputError &e) {
+        return refused(e);
+    }
+    return check_imported(std::move(imp), so, p);
+}
+
+PairRun check_imported(ImportReport imp, const SimOptions &so, const Policy &p) {
     Scenario s;
     try {
-        s = import_pair(file_a, file_b, imp);
+        s = pair_scenario(imp.sw[0], imp.sw[1], imp.warnings);
     } catch (const InputError &e) {
-        PairRun r;
-        r.status = 2;
-        r.error = std::string("drelsim: configuration error: ") + e.what() + "\n";
-        return r;
+        return refused(e);
     }
     PairRun r = run_pair(std::move(s), so, p);
     r.import = std::move(imp);

@@ -33,4 +33,7 @@ Scenario import_pair(const std::string &file_a, const std::string &file_b, Impor
 PairRun check_pair(const std::string &file_a, const std::string &file_b, const SimOptions &so,
                    const Policy &p);
 
+// Runs two switches already read (imp.sw, A first) as a pair; status 2 when they are no pair.
+PairRun check_imported(ImportReport imp, const SimOptions &so, const Policy &p);
+
 } // namespace drelsim

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "peer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <malloc.h>
 #include <map>
 #include <set>
 #include <unistd.h>
@@ -36,6 +39,14 @@ std::string code_text(uint32_t code) {
     return hex(code) + " (" + error_to_string(code) + ")";
 }
 
+// CPU time of the calling thread, in milliseconds: what the library costs, whatever else the
+// machine runs.
+double thread_cpu_ms() {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) / 1e6;
+}
+
 double ms_since(std::chrono::steady_clock::time_point t0) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
 }
@@ -44,21 +55,42 @@ const tlv_array_t *as_array(const Bytes &b) {
     return b.empty() ? nullptr : reinterpret_cast<const tlv_array_t *>(b.data());
 }
 
-// What arrived from the peer in one round, by peer-link id (0 = global).
+// What arrived from the peer and is not checked yet, by peer-link id (0 = global).
 struct Received {
     std::map<uint32_t, Frame> frames;
     std::map<uint32_t, std::string> refused;
 };
 
+// One round's exchange: this switch's scopes in ascending peer-link order (0 = global), sent in
+// turns; a scope is checked as soon as both sides are past it.
+struct Exchange {
+    std::vector<uint32_t> links;     // this switch's scopes, ascending
+    size_t sent = 0;                 // of `links`
+    std::map<uint32_t, Bytes> local; // sent and not checked yet
+    Received rx;
+    bool own_done = false, peer_done = false; // each side's end of frames
+    int64_t peer_last = -1;                   // the highest scope the peer has sent
+    bool corrupt = false;                     // corrupt the next frame sent (testing)
+};
+
 class Peer {
   public:
-    Peer(const Scenario &s, const PeerOptions &o) : s_(s), o_(o), cfg_(s.sw[o.side]) {}
+    // Works on `s` in place: the peer process holds a copy of its own.
+    Peer(Scenario &s, const PeerOptions &o) : s_(s), o_(o), cfg_(s.sw[o.side]) {}
     void run();
 
   private:
+    // Calls a library entry point, adding its CPU time to the round's library time.
+    template <typename F, typename... A> auto lib(F f, A... a) {
+        const double t0 = thread_cpu_ms();
+        auto r = f(a...);
+        round_.timing.library_ms += thread_cpu_ms() - t0;
+        return r;
+    }
+
     const Scenario &s_;
     PeerOptions o_;
-    SwitchConfig cfg_;
+    SwitchConfig &cfg_;
     DrelApi api_;
     RoundResult round_;
 
@@ -72,9 +104,10 @@ class Peer {
     void cache_delete(uint32_t is_gbl, uint32_t if_index, const std::vector<Tlv> &tlvs);
     void rebuild_profiles(const std::vector<EncapProfile> &profiles);
     Bytes export_scope(uint32_t is_gbl, uint32_t ifindex);
-    Received exchange(const std::map<uint32_t, Bytes> &local);
-    void send_all(const std::map<uint32_t, Bytes> &local);
-    Received receive_all();
+    void exchange_and_check();
+    void send_turn(Exchange &x);
+    void receive_turn(Exchange &x);
+    void check_ready(Exchange &x);
     ScopeResult check_scope(uint32_t link, const Bytes &local, const Received &rx);
     void run_checks(ScopeResult &r, const Bytes &local, const Bytes &remote);
     void collect_failed(ScopeResult &r, const type1_compat_result_t &fail);
@@ -119,7 +152,7 @@ void Peer::extract(uint32_t if_index, const std::vector<Tlv> &tlvs) {
     tlv_array_t *copy = nullptr;
     drelm_app_cmd_extract_info_t *info = nullptr;
     uint32_t num = 0, reserved = 0;
-    uint32_t rc = api_.param_extractor(msg, &copy, &num, &reserved, &info);
+    uint32_t rc = lib(api_.param_extractor, msg, &copy, &num, &reserved, &info);
     const std::string where = if_index ? "interface " + hex(if_index) : "global";
     if (rc != 0) round_.feed_notes.push_back("update (" + where + ") refused: " + code_text(rc));
     for (uint32_t i = 0; rc == 0 && info && i < num && i < tlvs.size(); ++i)
@@ -135,7 +168,7 @@ void Peer::extract(uint32_t if_index, const std::vector<Tlv> &tlvs) {
 // Deletions go through the direct cache update; no TLVs means "drop the whole interface".
 void Peer::cache_delete(uint32_t is_gbl, uint32_t if_index, const std::vector<Tlv> &tlvs) {
     msg_t *msg = tlvs.empty() ? nullptr : update_msg(1, if_index, tlvs);
-    uint32_t rc = api_.cache_update(1, is_gbl, if_index, msg);
+    uint32_t rc = lib(api_.cache_update, 1, is_gbl, if_index, msg);
     if (rc != 0)
         round_.feed_notes.push_back(
             "cache delete (" + (is_gbl ? std::string("global") : "interface " + hex(if_index)) +
@@ -151,7 +184,7 @@ void Peer::rebuild_profiles(const std::vector<EncapProfile> &profiles) {
     }
     if (tlvs.empty()) return;
     const Bytes array = build_array(tlvs);
-    uint32_t rc = api_.cache_rebuild(as_array(array), 1, 0);
+    uint32_t rc = lib(api_.cache_rebuild, as_array(array), 1, 0);
     if (rc != 0) round_.feed_notes.push_back("global rebuild returned " + code_text(rc));
 }
 
@@ -213,7 +246,7 @@ void Peer::apply_step(const Step &step) {
 
 Bytes Peer::export_scope(uint32_t is_gbl, uint32_t ifindex) {
     tlv_array_t *array = nullptr;
-    uint32_t rc = api_.get_params(is_gbl, ifindex, &array);
+    uint32_t rc = lib(api_.get_params, is_gbl, ifindex, &array);
     if (rc != 0)
         round_.feed_notes.push_back("export of " +
                                     (is_gbl ? std::string("global") : "interface " + hex(ifindex)) +
@@ -226,45 +259,90 @@ Bytes Peer::export_scope(uint32_t is_gbl, uint32_t ifindex) {
     return out;
 }
 
-void Peer::send_all(const std::map<uint32_t, Bytes> &local) {
-    bool corrupt = o_.corrupt;
-    for (auto &[link, array] : local) {
+// The two peers take turns, so each holds the arrays of about one turn of each side at a time,
+// however large the switch.
+void Peer::send_turn(Exchange &x) {
+    const uint64_t bytes = round_.timing.bytes_sent;
+    while (!x.own_done && x.sent < x.links.size() &&
+           round_.timing.bytes_sent - bytes < o_.turn_bytes) {
+        const uint32_t link = x.links[x.sent++];
         const Interface *iface = link ? find_interface_by_link(cfg_, link) : nullptr;
+        auto t0 = std::chrono::steady_clock::now();
+        Bytes &array = x.local[link] = export_scope(link == 0, iface ? iface->ifindex : 0);
+        round_.timing.export_ms += ms_since(t0);
+        t0 = std::chrono::steady_clock::now();
         if (!send_frame(o_.link_fd, link ? kFrameInterface : kFrameGlobal, link,
-                        iface ? iface->ifindex : 0, &array, corrupt, round_.timing.bytes_sent))
+                        iface ? iface->ifindex : 0, &array, x.corrupt, round_.timing.bytes_sent))
             throw Fatal{"peer link closed while sending"};
-        corrupt = false;
+        round_.timing.exchange_ms += ms_since(t0);
+        x.corrupt = false;
         ++round_.timing.frames_sent;
     }
-    if (!send_frame(o_.link_fd, kFrameEnd, 0, 0, nullptr, false, round_.timing.bytes_sent))
+    x.own_done = x.sent == x.links.size();
+    const auto t0 = std::chrono::steady_clock::now();
+    if (!send_frame(o_.link_fd, x.own_done ? kFrameEnd : kFrameTurn, 0, 0, nullptr, false,
+                    round_.timing.bytes_sent))
         throw Fatal{"peer link closed while sending"};
+    round_.timing.exchange_ms += ms_since(t0);
 }
 
-Received Peer::receive_all() {
-    Received rx;
+void Peer::receive_turn(Exchange &x) {
+    const auto t0 = std::chrono::steady_clock::now();
     for (;;) {
         Frame f;
         std::string why;
         RecvStatus st = recv_frame(o_.link_fd, f, why);
         if (st == RecvStatus::LinkError) throw Fatal{why};
-        if (f.kind == kFrameEnd) return rx;
+        if (f.kind == kFrameEnd) x.peer_done = true;
+        if (f.kind == kFrameEnd || f.kind == kFrameTurn) break;
         const uint32_t link = f.kind == kFrameGlobal ? 0 : f.peer_link;
+        x.peer_last = std::max<int64_t>(x.peer_last, link);
         if (st == RecvStatus::Refused)
-            rx.refused[link] = why;
+            x.rx.refused[link] = why;
         else
-            rx.frames[link] = std::move(f);
+            x.rx.frames[link] = std::move(f);
     }
+    round_.timing.exchange_ms += ms_since(t0);
 }
 
-// The peer with the lower letter speaks first, so the two never both wait on a full socket.
-Received Peer::exchange(const std::map<uint32_t, Bytes> &local) {
-    if (o_.side == 0) {
-        send_all(local);
-        return receive_all();
+// Checks, in ascending order, every scope that neither side can send anything for any more.
+void Peer::check_ready(Exchange &x) {
+    const auto t0 = std::chrono::steady_clock::now();
+    const Bytes none;
+    for (;;) {
+        int64_t link = -1;
+        for (int64_t cand : {x.local.empty() ? -1 : int64_t{x.local.begin()->first},
+                             x.rx.frames.empty() ? -1 : int64_t{x.rx.frames.begin()->first},
+                             x.rx.refused.empty() ? -1 : int64_t{x.rx.refused.begin()->first}})
+            if (cand >= 0 && (link < 0 || cand < link)) link = cand;
+        if (link < 0) break;
+        const bool own_past = x.sent == x.links.size() || link < int64_t{x.links[x.sent]};
+        if (!own_past || !(x.peer_done || link <= x.peer_last)) break;
+        const auto l = static_cast<uint32_t>(link);
+        auto it = x.local.find(l);
+        round_.scopes.push_back(check_scope(l, it == x.local.end() ? none : it->second, x.rx));
+        if (it != x.local.end()) x.local.erase(it);
+        x.rx.frames.erase(l), x.rx.refused.erase(l);
     }
-    Received rx = receive_all();
-    send_all(local);
-    return rx;
+    round_.timing.check_ms += ms_since(t0);
+}
+
+// The peer with the lower letter takes the first turn, so the two never both wait on a full
+// socket; both stop after the turn in which each has sent its end.
+void Peer::exchange_and_check() {
+    Exchange x;
+    x.corrupt = o_.corrupt;
+    x.links.push_back(0);
+    for (auto &i : cfg_.interfaces)
+        x.links.push_back(i.peer_link);
+    std::sort(x.links.begin(), x.links.end());
+    do {
+        if (o_.side == 0)
+            send_turn(x), receive_turn(x);
+        else
+            receive_turn(x), send_turn(x);
+        check_ready(x);
+    } while (!(x.own_done && x.peer_done));
 }
 
 void Peer::info_rows(const std::vector<Tlv> &tlvs, std::vector<Row> &rows,
@@ -272,7 +350,7 @@ void Peer::info_rows(const std::vector<Tlv> &tlvs, std::vector<Row> &rows,
     if (tlvs.empty()) return;
     const Bytes array = build_array(tlvs);
     drelm_app_info_t *info = nullptr;
-    uint32_t rc = api_.get_param_info(as_array(array), &info);
+    uint32_t rc = lib(api_.get_param_info, as_array(array), &info);
     if (rc != 0) notes.push_back("parameter rows: get_param_info returned " + code_text(rc));
     for (size_t i = 0; i < tlvs.size(); ++i) {
         Row r;
@@ -326,7 +404,7 @@ std::vector<Row> Peer::rows_of(const Bytes &array, bool global, std::vector<std:
             const auto *map = reinterpret_cast<const encap_map_t *>(t.value.data());
             for (uint32_t v = 0; v < 4096; ++v)
                 if (map->dot1q_vni[v]) r.pairs[v] = map->dot1q_vni[v];
-            r.value = api_.encap_map_to_str(map, nullptr);
+            r.value = lib(api_.encap_map_to_str, map, nullptr);
             while (!r.value.empty() && r.value.back() == ' ')
                 r.value.pop_back();
             if (!rows.empty() && rows.back().type == 1 && rows.back().profile == r.profile)
@@ -347,7 +425,7 @@ void Peer::collect_failed(ScopeResult &r, const type1_compat_result_t &fail) {
          v = static_cast<uint32_t>(v) >= ZORV_VNI_MAX ? -1 : bitset_find(fail.vni_set, v + 1))
         failed.insert(static_cast<uint32_t>(v));
     for (uint32_t vni : failed)
-        r.failed.push_back({vni, api_.get_bd_for_vni(vni)});
+        r.failed.push_back({vni, lib(api_.get_bd_for_vni, vni)});
     for (auto &row : r.local_rows) {
         bool hit = false;
         for (auto &[vlan, vni] : row.pairs)
@@ -359,15 +437,29 @@ void Peer::collect_failed(ScopeResult &r, const type1_compat_result_t &fail) {
 void Peer::run_checks(ScopeResult &r, const Bytes &local, const Bytes &remote) {
     const uint32_t gbl = r.peer_link == 0;
     type1_compat_result_t pass{}, fail{};
-    r.graceful = {true, api_.compat_check(0, as_array(local), as_array(remote), gbl ? 1 : 2, 0,
-                                          &pass, &fail)};
+    r.graceful = {true, lib(api_.compat_check, 0, as_array(local), as_array(remote), gbl ? 1 : 2, 0,
+                            &pass, &fail)};
     collect_failed(r, fail);
     r.passed_count = pass.vni_set ? bitset_count(pass.vni_set) : 0;
     if (pass.vni_set) bitset_free(pass.vni_set);
     if (fail.vni_set) bitset_free(fail.vni_set);
-    r.strict = {true, api_.gbl_compat_check(0, as_array(local), as_array(remote))};
+    r.strict = {true, lib(api_.gbl_compat_check, 0, as_array(local), as_array(remote))};
     if (!remote.empty())
-        r.recheck = {true, api_.rmt_cfg_cache_rebuild(as_array(remote), gbl, r.ifindex)};
+        r.recheck = {true, lib(api_.rmt_cfg_cache_rebuild, as_array(remote), gbl, r.ifindex)};
+}
+
+// The report explains a difference in VLAN-to-VNI pairs from the pairs of the two rows; where
+// they are equal (most of a large scope) neither row needs them any more.
+void shed_equal_pairs(ScopeResult &r) {
+    std::map<std::pair<uint32_t, std::string>, Row *> peer;
+    for (Row &p : r.peer_rows)
+        if (!p.pairs.empty()) peer.emplace(std::make_pair(p.vsi, p.profile), &p);
+    for (Row &l : r.local_rows) {
+        auto it = l.pairs.empty() ? peer.end() : peer.find({l.vsi, l.profile});
+        if (it == peer.end() || it->second->type != l.type || it->second->pairs != l.pairs)
+            continue;
+        l.pairs = VlanMap(), it->second->pairs = VlanMap();
+    }
 }
 
 ScopeResult Peer::check_scope(uint32_t link, const Bytes &local, const Received &rx) {
@@ -396,6 +488,10 @@ ScopeResult Peer::check_scope(uint32_t link, const Bytes &local, const Received 
     } else {
         run_checks(r, local, remote);
     }
+    if (o_.rows)
+        shed_equal_pairs(r);
+    else
+        r.local_rows.clear(), r.peer_rows.clear();
     return r;
 }
 
@@ -424,6 +520,7 @@ void Peer::run() {
     for (uint32_t round = 0; round < o_.rounds; ++round) {
         round_ = RoundResult{};
         round_.round = round;
+        const double cpu0 = thread_cpu_ms();
         auto t0 = std::chrono::steady_clock::now();
         if (round == 0)
             configure();
@@ -431,49 +528,38 @@ void Peer::run() {
             apply_step(s_.steps[round - 1]);
         round_.timing.configure_ms = ms_since(t0);
 
-        t0 = std::chrono::steady_clock::now();
-        std::map<uint32_t, Bytes> local{{0, export_scope(1, 0)}};
-        for (auto &i : cfg_.interfaces)
-            local[i.peer_link] = export_scope(0, i.ifindex);
-        round_.timing.export_ms = ms_since(t0);
-
-        t0 = std::chrono::steady_clock::now();
-        Received rx = exchange(local);
-        round_.timing.exchange_ms = ms_since(t0);
-
-        t0 = std::chrono::steady_clock::now();
-        std::set<uint32_t> links;
-        for (auto &[link, array] : local)
-            links.insert(link);
-        for (auto &[link, f] : rx.frames)
-            links.insert(link);
-        for (auto &[link, why] : rx.refused)
-            links.insert(link);
-        const Bytes none;
-        for (uint32_t link : links) {
-            auto it = local.find(link);
-            round_.scopes.push_back(check_scope(link, it == local.end() ? none : it->second, rx));
-        }
-        round_.timing.check_ms = ms_since(t0);
+        exchange_and_check();
+        round_.timing.cpu_ms = thread_cpu_ms() - cpu0;
+        tracked_mem_stats_t mem{};
+        if (tracked_mem_stats_get(kSvc, -1, &mem) == 0) round_.timing.cache_bytes = mem.live_bytes;
         send_result(kMsgRound, encode_round(round_));
     }
     if (o_.events) send_events();
     unload_drel(api_);
 }
 
+// Tells the parent why this peer stops, and stops it.
+[[noreturn]] void send_fatal(int result_fd, const std::string &why) {
+    uint32_t head[2] = {kMsgFatal, static_cast<uint32_t>(why.size())};
+    write_all(result_fd, head, sizeof head);
+    write_all(result_fd, why.data(), why.size());
+    _exit(3);
+}
+
 } // namespace
 
-void run_peer(const Scenario &scenario, const PeerOptions &options) {
+void run_peer(Scenario &scenario, const PeerOptions &options) {
     signal(SIGPIPE, SIG_IGN);
+    // The other switch is the other process's: its pages go back, however large it is.
+    scenario.sw[1 - options.side] = SwitchConfig{};
+    malloc_trim(0);
     Peer peer(scenario, options);
     try {
         peer.run();
+    } catch (const std::bad_alloc &) {
+        send_fatal(options.result_fd, "out of memory in the peer process");
     } catch (const Fatal &f) {
-        std::string body = f.what;
-        uint32_t head[2] = {kMsgFatal, static_cast<uint32_t>(body.size())};
-        write_all(options.result_fd, head, sizeof head);
-        write_all(options.result_fd, body.data(), body.size());
-        _exit(3);
+        send_fatal(options.result_fd, f.what);
     }
     _exit(0);
 }

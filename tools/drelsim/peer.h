@@ -13,9 +13,12 @@ struct PeerOptions {
     bool corrupt = false; // corrupt the first frame of every round (testing)
     bool events = false;  // send the debug history at the end
     uint32_t rounds = 1;  // initial check plus this many minus one steps
+    bool rows = true;     // report the parameter rows (the report shows them as A sees them)
+    uint64_t turn_bytes = 8u << 20; // a turn on the peer link ends past this many bytes sent
 };
 
-// Runs the peer to the end and leaves the process.
-[[noreturn]] void run_peer(const Scenario &scenario, const PeerOptions &options);
+// Runs the peer to the end and leaves the process; its switch's configuration in `scenario`
+// follows the steps.
+[[noreturn]] void run_peer(Scenario &scenario, const PeerOptions &options);
 
 } // namespace drelsim

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "json.h"
+#include "window.h"
 
 namespace drelsim {
 namespace {
@@ -36,19 +37,6 @@ std::string pad(const std::string &s, size_t w) {
 
 const char *verdict(bool pass) {
     return pass ? "PASS" : "FAIL";
-}
-
-std::string check_text(const char *label, const CheckResult &c) {
-    return std::string(label) + " " + (c.run ? code_name(c.code) : "not run");
-}
-
-std::string vlan_words(const std::vector<uint32_t> &vlans) {
-    if (vlans.empty()) return "no VLAN";
-    std::string out = vlans.size() > 1 ? "VLANs " : "VLAN ";
-    VlanSet set;
-    for (uint32_t v : vlans)
-        set.set(v);
-    return out + vlan_ranges(set);
 }
 
 constexpr size_t kListMax = 10; // items of a list the default text shows
@@ -152,24 +140,75 @@ void scope_text(std::ostream &os, const ScopeView &sv, const ReportOptions &o, b
         os << "  (" << hidden << " matching rows not shown; --full shows them)\n";
 }
 
-std::string round_title(const RoundView &rv) {
-    if (!rv.step) return "Round 0: initial configuration";
-    return "Round " + std::to_string(rv.round) + ": step " + std::to_string(rv.round) +
-           " on switch " + side_name(rv.step->side) +
-           (rv.step->description.empty() ? "" : " - " + rv.step->description);
-}
-
 void timing_text(std::ostream &os, const SimResult &sim, size_t round) {
     for (int side = 0; side < 2; ++side) {
         const Timing &t = sim.peer[side].rounds[round].timing;
         char b[256];
         snprintf(b, sizeof b,
                  "  timing %c: configure %.3f ms, export %.3f ms, exchange %.3f ms (%u frames, "
-                 "%llu bytes sent), check %.3f ms\n",
+                 "%llu bytes sent), check %.3f ms; CPU %.3f ms, of which the library %.3f ms\n",
                  side_name(side), t.configure_ms, t.export_ms, t.exchange_ms, t.frames_sent,
-                 static_cast<unsigned long long>(t.bytes_sent), t.check_ms);
+                 static_cast<unsigned long long>(t.bytes_sent), t.check_ms, t.cpu_ms, t.library_ms);
         os << b;
     }
+}
+
+// The library's share and drelsim's own, over every round and both peers, as CPU time.
+struct Cost {
+    double library_ms[2] = {0, 0};
+    uint64_t cache_bytes[2] = {0, 0}; // at the end of the initial round
+    double own_ms = 0; // drelsim's own work: this process, the peers outside the library
+    ProcessUse self;
+};
+
+Cost run_cost(const SimResult &sim) {
+    Cost c;
+    c.self = self_use();
+    c.own_ms = c.self.cpu_ms;
+    for (int side = 0; side < 2; ++side) {
+        const PeerOutcome &p = sim.peer[side];
+        for (const RoundResult &r : p.rounds)
+            c.library_ms[side] += r.timing.library_ms;
+        if (!p.rounds.empty()) c.cache_bytes[side] = p.rounds.front().timing.cache_bytes;
+        c.own_ms += p.use.cpu_ms - c.library_ms[side];
+    }
+    return c;
+}
+
+double mb(double bytes) {
+    return bytes / 1e6;
+}
+
+// "Performance" lines of --timing: what the library took, what drelsim took, peak memory.
+void performance_text(std::ostream &os, const SimResult &sim, const ReportOptions &o) {
+    const Cost c = run_cost(sim);
+    char b[512];
+    snprintf(b, sizeof b,
+             "\nPerformance (CPU time; memory as peak resident size):\n"
+             "  library: %.3f s (A %.3f, B %.3f); it caches %.1f MB in A, %.1f MB in B\n"
+             "  drelsim: %.3f s (reading the input %.3f, peers outside the library %.3f, the "
+             "rest of this process %.3f)\n"
+             "  peak memory: drelsim %.1f MB, peer A %.1f MB, peer B %.1f MB\n",
+             (c.library_ms[0] + c.library_ms[1]) / 1e3, c.library_ms[0] / 1e3,
+             c.library_ms[1] / 1e3, mb(static_cast<double>(c.cache_bytes[0])),
+             mb(static_cast<double>(c.cache_bytes[1])), c.own_ms / 1e3, o.load_cpu_ms / 1e3,
+             (c.own_ms - c.self.cpu_ms) / 1e3, (c.self.cpu_ms - o.load_cpu_ms) / 1e3,
+             mb(c.self.max_rss_kb * 1e3), mb(sim.peer[0].use.max_rss_kb * 1e3),
+             mb(sim.peer[1].use.max_rss_kb * 1e3));
+    os << b;
+}
+
+void json_performance(Json &j, const SimResult &sim, const ReportOptions &o) {
+    const Cost c = run_cost(sim);
+    j.key("performance").obj();
+    j.key("library_ms").obj().key("A").real(c.library_ms[0]).key("B").real(c.library_ms[1]).end();
+    j.key("cache_bytes").obj();
+    j.key("A").num(static_cast<int64_t>(c.cache_bytes[0]));
+    j.key("B").num(static_cast<int64_t>(c.cache_bytes[1])).end();
+    j.key("drelsim_ms").real(c.own_ms).key("load_ms").real(o.load_cpu_ms);
+    j.key("max_rss_kb").obj().key("drelsim").num(c.self.max_rss_kb);
+    j.key("A").num(sim.peer[0].use.max_rss_kb).key("B").num(sim.peer[1].use.max_rss_kb).end();
+    j.end();
 }
 
 void json_check(Json &j, const char *name, const CheckResult &c) {
@@ -255,6 +294,7 @@ void json_scope(Json &j, const ScopeView &sv, const ReportOptions &o) {
 void json_timing(Json &j, const Timing &t) {
     j.obj().key("configure_ms").real(t.configure_ms).key("export_ms").real(t.export_ms);
     j.key("exchange_ms").real(t.exchange_ms).key("check_ms").real(t.check_ms);
+    j.key("cpu_ms").real(t.cpu_ms).key("library_ms").real(t.library_ms);
     j.key("frames_sent")
         .num(t.frames_sent)
         .key("bytes_sent")
@@ -276,7 +316,9 @@ void json_round(Json &j, const RoundView &rv, const SimResult &sim, size_t i,
     j.key("hazards").arr();
     for (auto &h : rv.hazards)
         j.str(h);
-    j.end().key("notes").obj();
+    j.end().key("suspended");
+    suspension_json(j, suspension_of(rv));
+    j.key("notes").obj();
     for (int side = 0; side < 2; ++side) {
         j.key(std::string(1, side_name(side))).arr();
         for (auto &n : sim.peer[side].rounds[i].feed_notes)
@@ -293,21 +335,6 @@ void json_round(Json &j, const RoundView &rv, const SimResult &sim, size_t i,
     j.end().end();
 }
 
-// "10020, 10021 (+3)" for a summary column.
-std::string vni_cell(const PeerView &v) {
-    if (v.failed.empty()) return "-";
-    std::string out;
-    for (size_t i = 0; i < v.failed.size() && i < 2; ++i)
-        out += (i ? "," : "") + std::to_string(v.failed[i].vni);
-    return v.failed.size() > 2 ? out + "(+" + std::to_string(v.failed.size() - 2) + ")" : out;
-}
-
-std::string charged_cell(const PeerView &v) {
-    if (!v.whole_scope.empty())
-        return v.charged.empty() ? "whole" : "whole " + std::to_string(v.charged.size());
-    return v.charged.empty() ? "-" : std::to_string(v.charged.size());
-}
-
 constexpr size_t kScopeW = 30, kVniW = 23, kChargedW = 15;
 
 void summary_table(std::ostream &os, const RoundView &rv) {
@@ -320,13 +347,6 @@ void summary_table(std::ostream &os, const RoundView &rv) {
         os << "  " << summary_line(sv) << "\n";
     for (auto &h : rv.hazards)
         os << "  hazard: " << h << "\n";
-}
-
-size_t row_count(const RoundView &rv) {
-    size_t n = 0;
-    for (auto &sv : rv.scopes)
-        n += sv.lines.size();
-    return n;
 }
 
 void import_text(std::ostream &os, const ImportReport &imp) {
@@ -404,6 +424,48 @@ std::string reasons(const ScopeView &sv, const RoundView &rv) {
 
 } // namespace
 
+std::string check_text(const char *label, const CheckResult &c) {
+    return std::string(label) + " " + (c.run ? code_name(c.code) : "not run");
+}
+
+std::string vlan_words(const std::vector<uint32_t> &vlans) {
+    if (vlans.empty()) return "no VLAN";
+    std::string out = vlans.size() > 1 ? "VLANs " : "VLAN ";
+    VlanSet set;
+    for (uint32_t v : vlans)
+        set.set(v);
+    return out + vlan_ranges(set);
+}
+
+std::string round_title(const RoundView &rv) {
+    if (!rv.step) return "Round 0: initial configuration";
+    return "Round " + std::to_string(rv.round) + ": step " + std::to_string(rv.round) +
+           " on switch " + side_name(rv.step->side) +
+           (rv.step->description.empty() ? "" : " - " + rv.step->description);
+}
+
+// "10020, 10021 (+3)" for a summary column.
+std::string vni_cell(const PeerView &v) {
+    if (v.failed.empty()) return "-";
+    std::string out;
+    for (size_t i = 0; i < v.failed.size() && i < 2; ++i)
+        out += (i ? "," : "") + std::to_string(v.failed[i].vni);
+    return v.failed.size() > 2 ? out + "(+" + std::to_string(v.failed.size() - 2) + ")" : out;
+}
+
+std::string charged_cell(const PeerView &v) {
+    if (!v.whole_scope.empty())
+        return v.charged.empty() ? "whole" : "whole " + std::to_string(v.charged.size());
+    return v.charged.empty() ? "-" : std::to_string(v.charged.size());
+}
+
+size_t row_count(const RoundView &rv) {
+    size_t n = 0;
+    for (auto &sv : rv.scopes)
+        n += sv.lines.size();
+    return n;
+}
+
 std::string warning_text(const ImportWarning &w) {
     return (w.file.empty() ? "pair" : w.file + (w.line ? ":" + std::to_string(w.line) : "")) +
            ": " + w.text;
@@ -433,6 +495,11 @@ void text_report(std::ostream &os, const Scenario &s, const SimResult &sim,
             for (auto &n : sim.peer[side].rounds[i].feed_notes)
                 os << "  note (" << side_name(side) << "): " << n << "\n";
         summary_table(os, rv);
+        if (rv.step) {
+            // A step changes one switch: until the other follows, this is what goes down.
+            os << "\n  In this state the peer managers would suspend:\n";
+            suspension_text(os, suspension_of(rv), "    ");
+        }
         const bool scale = !o.full && row_count(rv) > kScaleRows;
         for (auto &sv : rv.scopes)
             if (!scale || !sv.pass || sv.tolerated) scope_text(os, sv, o, scale);
@@ -455,6 +522,7 @@ void text_report(std::ostream &os, const Scenario &s, const SimResult &sim,
         os << "\nDebug history of peer " << side_name(o.events_side) << ":\n"
            << sim.peer[o.events_side].events;
     }
+    if (o.timing) performance_text(os, sim, o);
 }
 
 void json_report(std::ostream &os, const Scenario &s, const SimResult &sim,
@@ -489,40 +557,97 @@ void json_report(std::ostream &os, const Scenario &s, const SimResult &sim,
             j.str(line);
         j.end().end();
     }
+    json_performance(j, sim, o);
     j.end();
     os << "\n";
 }
 
-void junit_report(std::ostream &os, const Scenario &s, const std::vector<RoundView> &views) {
-    const std::string suite = s.name.empty() ? "drelsim" : s.name;
+namespace {
+
+std::string junit_stamp() {
     char stamp[32];
     const std::time_t now = std::time(nullptr);
     std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", std::gmtime(&now));
+    return stamp;
+}
+
+size_t flagged_scopes(const RoundView &rv) {
+    size_t f = 0;
+    for (auto &sv : rv.scopes)
+        f += sv.flagged;
+    return f;
+}
+
+void junit_suite_head(std::ostream &os, const std::string &name, size_t id, size_t tests,
+                      size_t failures) {
+    os << "  <testsuite name=\"" << xml(name) << "\" id=\"" << id
+       << "\" package=\"drelsim\" hostname=\"localhost\" timestamp=\"" << junit_stamp() << "\" "
+       << "tests=\"" << tests << "\" failures=\"" << failures
+       << "\" errors=\"0\" time=\"0\">\n    <properties/>\n";
+}
+
+void junit_suite_tail(std::ostream &os) {
+    os << "    <system-out/>\n    <system-err/>\n  </testsuite>\n";
+}
+
+// One test case per scope of `rv`, in class `classname`.
+void junit_cases(std::ostream &os, const RoundView &rv, const std::string &classname) {
+    for (auto &sv : rv.scopes) {
+        os << "    <testcase name=\"" << xml("round " + std::to_string(rv.round) + ": " + sv.name)
+           << "\" classname=\"" << xml(classname) << "\" time=\"0\"";
+        if (!sv.flagged) {
+            os << "/>\n";
+            continue;
+        }
+        os << ">\n      <failure message=\"" << xml(summary_line(sv)) << "\" type=\""
+           << (sv.pass ? "tolerated" : "charged") << "\">" << xml(reasons(sv, rv))
+           << "</failure>\n    </testcase>\n";
+    }
+}
+
+} // namespace
+
+void junit_report(std::ostream &os, const Scenario &s, const std::vector<RoundView> &views) {
+    const std::string suite = s.name.empty() ? "drelsim" : s.name;
     os << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
     for (size_t i = 0; i < views.size(); ++i) {
         const RoundView &rv = views[i];
-        size_t f = 0;
-        for (auto &sv : rv.scopes)
-            f += sv.flagged;
-        os << "  <testsuite name=\"" << xml(suite + ": " + round_title(rv)) << "\" id=\"" << i
-           << "\" package=\"drelsim\" hostname=\"localhost\" timestamp=\"" << stamp << "\" "
-           << "tests=\"" << rv.scopes.size() << "\" failures=\"" << f
-           << "\" errors=\"0\" time=\"0\">\n    <properties/>\n";
-        for (auto &sv : rv.scopes) {
-            os << "    <testcase name=\""
-               << xml("round " + std::to_string(rv.round) + ": " + sv.name) << "\" classname=\""
-               << xml("drelsim." + suite) << "\" time=\"0\"";
-            if (!sv.flagged) {
-                os << "/>\n";
-                continue;
-            }
-            os << ">\n      <failure message=\"" << xml(summary_line(sv)) << "\" type=\""
-               << (sv.pass ? "tolerated" : "charged") << "\">" << xml(reasons(sv, rv))
-               << "</failure>\n    </testcase>\n";
-        }
-        os << "    <system-out/>\n    <system-err/>\n  </testsuite>\n";
+        junit_suite_head(os, suite + ": " + round_title(rv), i, rv.scopes.size(),
+                         flagged_scopes(rv));
+        junit_cases(os, rv, "drelsim." + suite);
+        junit_suite_tail(os);
     }
     os << "</testsuites>\n";
+}
+
+void junit_pair_suite(std::ostream &os, const std::string &pair, size_t id,
+                      const std::vector<RoundView> &views) {
+    size_t tests = 0, failures = 0;
+    for (auto &rv : views)
+        tests += rv.scopes.size(), failures += flagged_scopes(rv);
+    junit_suite_head(os, pair, id, tests, failures);
+    for (auto &rv : views)
+        junit_cases(os, rv, "drelsim." + pair);
+    junit_suite_tail(os);
+}
+
+void junit_suite(std::ostream &os, const std::string &name, size_t id,
+                 const std::vector<JunitCase> &cases) {
+    size_t failures = 0;
+    for (auto &c : cases)
+        failures += !c.failure.empty();
+    junit_suite_head(os, name, id, cases.size(), failures);
+    for (auto &c : cases) {
+        os << "    <testcase name=\"" << xml(c.name) << "\" classname=\"" << xml("drelsim." + name)
+           << "\" time=\"0\"";
+        if (c.failure.empty()) {
+            os << "/>\n";
+            continue;
+        }
+        os << ">\n      <failure message=\"" << xml(c.failure) << "\" type=\"" << xml(c.type)
+           << "\">" << xml(c.text) << "</failure>\n    </testcase>\n";
+    }
+    junit_suite_tail(os);
 }
 
 } // namespace drelsim

@@ -179,6 +179,8 @@ std::string encode_round(const RoundResult &r) {
     w.f64(t.configure_ms), w.f64(t.export_ms), w.f64(t.exchange_ms), w.f64(t.check_ms);
     w.u32(static_cast<uint32_t>(t.bytes_sent >> 32)), w.u32(static_cast<uint32_t>(t.bytes_sent));
     w.u32(t.frames_sent);
+    w.f64(t.cpu_ms), w.f64(t.library_ms);
+    w.u32(static_cast<uint32_t>(t.cache_bytes >> 32)), w.u32(static_cast<uint32_t>(t.cache_bytes));
     return w.out;
 }
 
@@ -194,6 +196,9 @@ bool decode_round(const std::string &body, RoundResult &r) {
     uint64_t hi = rd.u32();
     t.bytes_sent = hi << 32 | rd.u32();
     t.frames_sent = rd.u32();
+    t.cpu_ms = rd.f64(), t.library_ms = rd.f64();
+    hi = rd.u32();
+    t.cache_bytes = hi << 32 | rd.u32();
     return rd.done();
 }
 

@@ -54,6 +54,9 @@ struct ScopeResult {
 
 struct Timing {
     double configure_ms = 0, export_ms = 0, exchange_ms = 0, check_ms = 0;
+    double cpu_ms = 0;        // the peer's CPU time in the round
+    double library_ms = 0;    // of which inside the library's entry points
+    uint64_t cache_bytes = 0; // the library's live tracked memory at the end of the round
     uint64_t bytes_sent = 0;
     uint32_t frames_sent = 0;
 };

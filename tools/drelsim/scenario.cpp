@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <functional>
 #include <sstream>
+#include <unordered_map>
 
 #include "input.h"
 #include "yaml_tree.h"
@@ -52,10 +53,13 @@ class Parser {
     struct Numbers {      // the numbers a key or a value of a number map may hold
         uint64_t hi;      // 1..hi
         const char *what; // what to expect, for the complaint
+        const char *many; // the same in the plural, for a range
     };
-    std::map<uint32_t, uint32_t> number_map(const YNode &n, const std::string &path,
-                                            const char *what, Numbers key, Numbers value,
-                                            const char *twice) const;
+    using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;
+    Pairs number_map(const YNode &n, const std::string &path, const char *what, Numbers key,
+                     Numbers value, const char *twice) const;
+    std::pair<uint32_t, uint32_t> range(const YNode &n, const std::string &path, Numbers nums,
+                                        const std::string &what) const;
     VlanMap vlan_map(const YNode &n, const std::string &path) const;
     std::map<uint32_t, uint32_t> member_vnis(const YNode &n, const std::string &path) const;
     std::set<uint32_t> fabric_bds(const YNode &n, const std::string &path) const;
@@ -137,31 +141,76 @@ VlanSet Parser::ranges(const YNode &n, const std::string &path) const {
     return set;
 }
 
-// A mapping of numbers to numbers (`what`), each key given once (else the complaint `twice`).
-std::map<uint32_t, uint32_t> Parser::number_map(const YNode &n, const std::string &path,
-                                                const char *what, Numbers key, Numbers value,
-                                                const char *twice) const {
+// "lo-hi" of numbers 1..nums.hi, lo <= hi; else the complaint `what`.
+std::pair<uint32_t, uint32_t> Parser::range(const YNode &n, const std::string &path, Numbers nums,
+                                            const std::string &what) const {
+    const size_t dash = n.text.find('-');
+    YNode lo = n, hi = n;
+    lo.text = n.text.substr(0, dash), hi.text = n.text.substr(dash + 1);
+    const uint32_t a = number(lo, path, 1, nums.hi, what), b = number(hi, path, 1, nums.hi, what);
+    if (a > b) expected(n, path, what);
+    return {a, b};
+}
+
+// A mapping of numbers to numbers (`what`), in ascending key order. A key may be a range such as
+// 10-20 whose value is a range of as many numbers (10010-10020): the i-th key maps to the i-th
+// value. Each key is given once (else the complaint `twice`).
+Parser::Pairs Parser::number_map(const YNode &n, const std::string &path, const char *what,
+                                 Numbers key, Numbers value, const char *twice) const {
     if (!n.is_map()) expected(n, path, what);
-    std::map<uint32_t, uint32_t> map;
+    Pairs out;
+    out.reserve(n.size());
+    std::vector<bool> seen(key.hi + 1);
     for (size_t i = 0; i < n.size(); ++i) {
-        std::string at = path + "." + n.key(i).text;
-        uint32_t k = number(n.key(i), at, 1, key.hi, key.what);
-        uint32_t v = number(n.value(i), at, 1, value.hi, value.what);
-        if (!map.emplace(k, v).second) fail(n.key(i), at, twice);
+        const YNode &k = n.key(i), &v = n.value(i);
+        std::string at = path + "." + k.text;
+        if (!k.is_scalar() || k.text.find('-') == std::string::npos || k.text[0] == '-') {
+            const uint32_t kn = number(k, at, 1, key.hi, key.what);
+            const uint32_t vn = number(v, at, 1, value.hi, value.what);
+            if (seen[kn]) fail(k, at, twice);
+            seen[kn] = true;
+            out.emplace_back(kn, vn);
+            continue;
+        }
+        const auto [klo, khi] =
+            range(k, at, key, std::string("a range lo-hi of ") + key.many + " as key");
+        const uint32_t count = khi - klo + 1;
+        const std::string vwhat = "a range lo-hi of " + std::to_string(count) + " " + value.many +
+                                  ", as many as the key holds";
+        if (!v.is_scalar() || v.text.find('-') == std::string::npos) expected(v, at, vwhat);
+        const auto [vlo, vhi] = range(v, at, value, vwhat);
+        if (vhi - vlo + 1 != count) expected(v, at, vwhat);
+        for (uint32_t x = 0; x < count; ++x) {
+            if (seen[klo + x]) fail(k, at, twice);
+            seen[klo + x] = true;
+            out.emplace_back(klo + x, vlo + x);
+        }
     }
-    return map;
+    if (!std::is_sorted(out.begin(), out.end())) std::sort(out.begin(), out.end());
+    return out;
 }
 
 VlanMap Parser::vlan_map(const YNode &n, const std::string &path) const {
-    return number_map(n, path, "a mapping of VLAN to VNI such as {10: 5010, 20: 5020}",
-                      {4095, "a VLAN 1..4095 as key"}, {0xFFFFFF, "a VNI 1..16777215"},
-                      "VLAN given twice: expected each VLAN once");
+    VlanMap map;
+    const Pairs pairs = number_map(n, path, "a mapping of VLAN to VNI such as {10: 5010, 20: 5020}",
+                                   {4095, "a VLAN 1..4095 as key", "VLANs 1..4095"},
+                                   {0xFFFFFF, "a VNI 1..16777215", "VNIs 1..16777215"},
+                                   "VLAN given twice: expected each VLAN once");
+    map.reserve(pairs.size());
+    for (auto &[vlan, vni] : pairs)
+        map[vlan] = vni;
+    return map;
 }
 
 std::map<uint32_t, uint32_t> Parser::member_vnis(const YNode &n, const std::string &path) const {
-    return number_map(n, path, "a mapping of VNI to bridge domain such as {5010: 10}",
-                      {0xFFFFFF, "a VNI 1..16777215 as key"}, {4095, "a bridge domain 1..4095"},
-                      "VNI given twice: expected each VNI once");
+    const Pairs pairs = number_map(n, path, "a mapping of VNI to bridge domain such as {5010: 10}",
+                                   {0xFFFFFF, "a VNI 1..16777215 as key", "VNIs 1..16777215"},
+                                   {4095, "a bridge domain 1..4095", "bridge domains 1..4095"},
+                                   "VNI given twice: expected each VNI once");
+    std::map<uint32_t, uint32_t> map;
+    for (auto &[vni, bd] : pairs)
+        map.emplace_hint(map.end(), vni, bd);
+    return map;
 }
 
 std::set<uint32_t> Parser::fabric_bds(const YNode &n, const std::string &path) const {
@@ -235,16 +284,21 @@ Interface Parser::interface(const YNode &n, const std::string &path) const {
 
 void Parser::check_unique_interfaces(const YNode &list, const std::string &path,
                                      const std::vector<Interface> &ifs) const {
-    for (size_t i = 0; i < ifs.size(); ++i)
-        for (size_t j = 0; j < i; ++j) {
-            std::string at = path + "[" + std::to_string(i) + "]";
-            if (ifs[i].ifindex == ifs[j].ifindex)
-                fail(list.items[i]["ifindex"], at + ".ifindex",
-                     "expected an ifindex not used before on this switch");
-            if (ifs[i].peer_link == ifs[j].peer_link)
-                fail(list.items[i]["peer_link"], at + ".peer_link",
-                     "expected a peer-link id not used before on this switch");
-        }
+    // The first earlier interface that shares either number is the one complained of (its
+    // ifindex before its peer-link id), as a comparison with every earlier one would find.
+    std::unordered_map<uint32_t, size_t> first_if, first_link;
+    for (size_t i = 0; i < ifs.size(); ++i) {
+        auto by_if = first_if.emplace(ifs[i].ifindex, i).first;
+        auto by_link = first_link.emplace(ifs[i].peer_link, i).first;
+        const size_t j_if = by_if->second, j_link = by_link->second;
+        if (j_if == i && j_link == i) continue;
+        std::string at = path + "[" + std::to_string(i) + "]";
+        if (j_if <= j_link || j_link == i)
+            fail(list.items[i]["ifindex"], at + ".ifindex",
+                 "expected an ifindex not used before on this switch");
+        fail(list.items[i]["peer_link"], at + ".peer_link",
+             "expected a peer-link id not used before on this switch");
+    }
 }
 
 SwitchConfig Parser::switch_config(const YNode &n, const std::string &path) const {
@@ -268,6 +322,7 @@ SwitchConfig Parser::switch_config(const YNode &n, const std::string &path) cons
         each(n["interfaces"], path + ".interfaces",
              [&](auto &node, auto &p) { sw.interfaces.push_back(interface(node, p)); });
         check_unique_interfaces(n["interfaces"], path + ".interfaces", sw.interfaces);
+        index_interfaces(sw);
     }
     return sw;
 }

@@ -14,7 +14,7 @@ std::string quoted(const std::string &s) {
     return out + "\"";
 }
 
-std::string map_text(const VlanMap &m) {
+template <typename Map> std::string map_text(const Map &m) {
     std::string out = "{";
     for (auto &[k, v] : m)
         out += (out.size() > 1 ? ", " : "") + std::to_string(k) + ": " + std::to_string(v);

@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <malloc.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,7 +22,7 @@ struct Child {
     std::string data;
 };
 
-Child start_peer(const Scenario &s, const SimOptions &o, int side, int links[2]) {
+Child start_peer(Scenario &s, const SimOptions &o, int side, int links[2]) {
     int pipefd[2];
     if (pipe(pipefd) != 0) return {};
     fflush(nullptr);
@@ -35,6 +37,8 @@ Child start_peer(const Scenario &s, const SimOptions &o, int side, int links[2])
         po.corrupt = o.corrupt_side == side;
         po.events = o.events_side == side;
         po.rounds = o.rounds;
+        po.rows = side == 0;
+        po.turn_bytes = o.turn_bytes;
         run_peer(s, po);
     }
     close(pipefd[1]);
@@ -87,6 +91,13 @@ void parse(const std::string &data, PeerOutcome &out) {
     }
 }
 
+ProcessUse use_of(const rusage &u) {
+    auto ms = [](const timeval &t) {
+        return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_usec) / 1e3;
+    };
+    return {ms(u.ru_utime) + ms(u.ru_stime), u.ru_maxrss};
+}
+
 std::string exit_text(int status) {
     if (WIFSIGNALED(status))
         return "peer process killed by signal " + std::to_string(WTERMSIG(status));
@@ -97,7 +108,13 @@ std::string exit_text(int status) {
 
 } // namespace
 
-SimResult simulate(const Scenario &s, const SimOptions &o) {
+ProcessUse self_use() {
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return use_of(u);
+}
+
+SimResult simulate(Scenario &s, const SimOptions &o) {
     SimResult res;
     int links[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, links) != 0) {
@@ -105,6 +122,7 @@ SimResult simulate(const Scenario &s, const SimOptions &o) {
         return res;
     }
     Child c[2];
+    malloc_trim(0); // each peer starts with what this process holds resident
     for (int side = 0; side < 2; ++side)
         c[side] = start_peer(s, o, side, links);
     close(links[0]);
@@ -117,7 +135,9 @@ SimResult simulate(const Scenario &s, const SimOptions &o) {
             continue;
         }
         int status = 0;
-        waitpid(c[side].pid, &status, 0);
+        rusage u{};
+        wait4(c[side].pid, &status, 0, &u);
+        out.use = use_of(u);
         parse(c[side].data, out);
         if (out.fatal.empty()) out.fatal = exit_text(status);
         if (out.fatal.empty() && out.rounds.size() != o.rounds)

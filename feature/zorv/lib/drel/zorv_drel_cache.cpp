@@ -42,7 +42,61 @@ int zorv_drel_gbl_cfg_memvni_avl_cmp_func(const void *a, const void *b) {
                    static_cast<const gbl_cfg_memvni_avl_node_t *>(b)->vni);
 }
 
+namespace {
+
+// A search key that compares equal to the service instances of one interface whose ids lie in
+// lo..hi, and orders like a key of that interface otherwise. The compare operation knows it by
+// its address, so no other key or node can be taken for it.
+struct if_id_range {
+    uint32_t if_index, lo, hi;
+};
+thread_local const if_id_range *if_range_key = nullptr;
+
+int range_cmp(const if_id_range &r, const if_cfg_avl_key_t &k) noexcept {
+    if (r.if_index != k.if_index) return sign_of(r.if_index, k.if_index);
+    if (k.vsi_id == 0) return 0;
+    return k.vsi_id < r.lo ? 1 : (k.vsi_id > r.hi ? -1 : 0);
+}
+
+// A node of interface `if_index` with an id in lo..hi, or null.
+const if_cfg_avl_node_t *find_in_range(uint32_t if_index, uint32_t lo, uint32_t hi) noexcept {
+    const if_id_range r{if_index, lo, hi};
+    if_range_key = &r;
+    const void *found = tree_find(zorv_drel_if_cfg_avl, &r);
+    if_range_key = nullptr;
+    return static_cast<const if_cfg_avl_node_t *>(found);
+}
+
+} // namespace
+
+// The tree's find returns any node of a run that compares equal; halving the ids below the one
+// found reaches the lowest in at most 32 more searches (one when the first find hit it).
+const if_cfg_avl_node_t *zorv::first_interface_node(uint32_t if_index) noexcept {
+    const if_cfg_avl_key_t any{if_index, 0};
+    const auto *first =
+        static_cast<const if_cfg_avl_node_t *>(tree_find(zorv_drel_if_cfg_avl, &any));
+    if (first == nullptr || first->vsi_id <= 1) return first;
+    uint32_t lo = 1, hi = first->vsi_id - 1;
+    if (find_in_range(if_index, lo, hi) == nullptr) return first;
+    while (lo <= hi) {
+        const uint32_t mid = lo + (hi - lo) / 2;
+        if (const auto *n = find_in_range(if_index, lo, mid); n != nullptr) {
+            first = n;
+            if (n->vsi_id == lo) break;
+            hi = n->vsi_id - 1;
+        } else {
+            lo = mid + 1;
+        }
+    }
+    return first;
+}
+
 int zorv_drel_if_cfg_avl_cmp_func(const void *a, const void *b) {
+    if (if_range_key != nullptr && (a == if_range_key || b == if_range_key)) {
+        const auto *other = static_cast<const if_cfg_avl_key_t *>(a == if_range_key ? b : a);
+        const int r = range_cmp(*if_range_key, *other);
+        return a == if_range_key ? r : -r;
+    }
     const auto *ka = static_cast<const if_cfg_avl_key_t *>(a);
     const auto *kb = static_cast<const if_cfg_avl_key_t *>(b);
     if (ka->if_index != kb->if_index) return sign_of(ka->if_index, kb->if_index);

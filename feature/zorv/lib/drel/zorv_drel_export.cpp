@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // zorv_drel_export.cpp - the cache as one TLV array for the peer (all global parameters, or the
 // service instances of one interface) and a TLV array as printable rows.
-#include "zorv_drel_internal.h"
+#include "zorv_drel_trees.h"
 
 namespace {
 
@@ -49,8 +49,7 @@ uint32_t global_tlvs_size() noexcept {
 // pairs of each node. One TLV is written per node, so this reserves a little more than used.
 uint32_t interface_tlvs_size(uint32_t if_index) noexcept {
     uint32_t sum = 0;
-    for (auto *n : tree_nodes<const if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
-        if (n->if_index != if_index) continue;
+    for (auto *n : interface_nodes(if_index)) {
         sum += low16(tlv_aligned_size(ZORV_VSI_ALL_FIXED_LEN));
         if (n->dyn_map_cnt != 0) sum += low16(tlv_aligned_size(8u * n->dyn_map_cnt));
     }
@@ -207,8 +206,7 @@ uint32_t zorv_drel_if_cfg_avl_get_params(uint32_t if_index, tlv_array_t **tlv_ar
         open_export(__func__, sum, "%s(%d): Error: No config entries found \n", array);
     if (state != opened::array) return state == opened::empty ? 0 : 1; // a bare 1 on no memory
     array->len = 0;
-    for (auto *n : tree_nodes<const if_cfg_avl_node_t>(zorv_drel_if_cfg_avl)) {
-        if (n->if_index != if_index) continue;
+    for (auto *n : interface_nodes(if_index)) {
         if (const uint32_t rc = add_vsi_tlv(*n, if_index, size, array.get()); rc != 0) return rc;
     }
     return hand_over(__func__, std::move(array), tlv_array_out);

@@ -57,6 +57,39 @@ struct if_tree {
     static void release(node *n) noexcept { zorv_drel_if_cfg_avl_free(n); }
 };
 
+// The first service instance of interface `if_index` in the interface tree (the one with the
+// lowest id), or null when the interface has none. It takes a few searches of the tree, however
+// many nodes other interfaces hold.
+const if_cfg_avl_node_t *first_interface_node(uint32_t if_index) noexcept;
+
+// The service instances of one interface in id order:
+// for (auto *n : zorv::interface_nodes(if_index)). A walk costs the interface's own nodes.
+// The current node must stay in the tree until the loop has moved past it.
+class interface_nodes {
+  public:
+    explicit interface_nodes(uint32_t if_index) noexcept : if_index_(if_index) {}
+    class iterator {
+      public:
+        explicit iterator(const if_cfg_avl_node_t *node) noexcept : node_(node) {}
+        const if_cfg_avl_node_t *operator*() const noexcept { return node_; }
+        iterator &operator++() noexcept {
+            const auto *next =
+                static_cast<const if_cfg_avl_node_t *>(tree_next(zorv_drel_if_cfg_avl, node_));
+            node_ = next != nullptr && next->if_index == node_->if_index ? next : nullptr;
+            return *this;
+        }
+        bool operator!=(const iterator &o) const noexcept { return node_ != o.node_; }
+
+      private:
+        const if_cfg_avl_node_t *node_;
+    };
+    iterator begin() const noexcept { return iterator(first_interface_node(if_index_)); }
+    iterator end() const noexcept { return iterator(nullptr); }
+
+  private:
+    uint32_t if_index_;
+};
+
 // What a lookup by TLV found: the key builder's code, the key, and the node or null.
 template <typename Tree> struct lookup {
     uint32_t rc = ZORV_DREL_OK;
