@@ -33,18 +33,17 @@ std::pair<unsigned, unsigned> port_vlans(unsigned port) {
 
 std::string eos(unsigned p, int side) {
     std::ostringstream os;
-    os << "hostname pair" << p << "-leaf" << (side ? 'b' : 'a') << "\n!\nvlan " << kFirstVlan
-       << "-" << kFirstVlan + kVlans - 1 << "\n!\nvlan 4094\n   trunk group MLAG\n!\n";
+    os << "hostname pair" << p << "-leaf" << (side ? 'b' : 'a') << "\n!\nvlan " << kFirstVlan << "-"
+       << kFirstVlan + kVlans - 1 << "\n!\nvlan 4094\n   trunk group MLAG\n!\n";
     for (unsigned port = 1; port <= kPorts; ++port) {
         auto [lo, hi] = port_vlans(port);
-        os << "interface Port-Channel" << port << "\n   switchport trunk allowed vlan " << lo
-           << "-" << hi << "\n   switchport mode trunk\n   switchport\n   mlag " << port
-           << "\n!\n";
+        os << "interface Port-Channel" << port << "\n   switchport trunk allowed vlan " << lo << "-"
+           << hi << "\n   switchport mode trunk\n   switchport\n   mlag " << port << "\n!\n";
     }
     os << "interface Port-Channel10\n   switchport mode trunk\n   switchport trunk group MLAG\n"
           "!\ninterface Loopback1\n   ip address "
-       << net(100, p) << ".1/32\n!\ninterface Vlan4094\n   ip address " << net(0, p) << "."
-       << side << "/31\n!\ninterface Vxlan1\n   vxlan source-interface Loopback1\n";
+       << net(100, p) << ".1/32\n!\ninterface Vlan4094\n   ip address " << net(0, p) << "." << side
+       << "/31\n!\ninterface Vxlan1\n   vxlan source-interface Loopback1\n";
     for (unsigned v = kFirstVlan; v < kFirstVlan + kVlans; ++v)
         os << "   vxlan vlan " << v << " vni " << 10000 + v << "\n";
     os << "!\nmlag configuration\n   domain-id pair" << p
@@ -58,8 +57,8 @@ std::string ifupdown2(unsigned p, int side) {
     os << "auto lo\niface lo inet loopback\n    address " << net(100, p) << "." << 1 + side
        << "/32\n    clagd-vxlan-anycast-ip " << net(150, p) << ".1\n\nauto peerlink.4094\n"
        << "iface peerlink.4094\n    address 169.254.1." << 1 + side
-       << "/30\n    clagd-peer-ip 169.254.1." << 2 - side << "\n    clagd-backup-ip "
-       << net(100, p) << "." << 2 - side << "\n    clagd-sys-mac 44:38:39:be:ef:aa\n\n";
+       << "/30\n    clagd-peer-ip 169.254.1." << 2 - side << "\n    clagd-backup-ip " << net(100, p)
+       << "." << 2 - side << "\n    clagd-sys-mac 44:38:39:be:ef:aa\n\n";
     for (unsigned port = 1; port <= kPorts; ++port) {
         auto [lo, hi] = port_vlans(port);
         os << "auto bond" << port << "\niface bond" << port << "\n    bond-slaves swp" << port
@@ -80,7 +79,9 @@ std::string sonic(unsigned p, int side) {
     auto list = [&](const char *table, auto item) {
         os << "  \"" << table << "\": {";
         bool first = true;
-        item([&](const std::string &entry) { os << (first ? "" : ",\n    ") << entry, first = false; });
+        item([&](const std::string &entry) {
+            os << (first ? "" : ",\n    ") << entry, first = false;
+        });
         os << "},\n";
     };
     list("VLAN", [&](auto add) {
@@ -138,7 +139,8 @@ void write_fleet(const std::string &dir, unsigned pairs) {
 
 void BM_Fleet(benchmark::State &state) {
     const auto pairs = static_cast<unsigned>(state.range(0));
-    const std::string dir = fs::temp_directory_path() / ("drelsim_fleet_" + std::to_string(getpid()));
+    const std::string dir =
+        fs::temp_directory_path() / ("drelsim_fleet_" + std::to_string(getpid()));
     write_fleet(dir, pairs);
     for (auto _ : state) {
         const bench::Ran r = bench::run_drelsim(DRELSIM_EXE, {"fleet", dir});

@@ -32,10 +32,11 @@ double number(const std::string &text, const std::string &pattern) {
 void BM_Scale(benchmark::State &state) {
     const auto interfaces = std::to_string(state.range(0)), vsis = std::to_string(state.range(1)),
                pairs = std::to_string(state.range(2));
-    const std::string file = fs::temp_directory_path() /
-                             ("drelsim_scale_" + std::to_string(getpid()) + ".yaml");
-    std::vector<std::string> gen{"generate", "--vnis",  "4000", "--interfaces", interfaces,
-                                 "--vsis",   vsis,      "--pairs", pairs,       "-o", file};
+    const std::string file =
+        fs::temp_directory_path() / ("drelsim_scale_" + std::to_string(getpid()) + ".yaml");
+    std::vector<std::string> gen{"generate", "--vnis", "4000", "--interfaces",
+                                 interfaces, "--vsis", vsis,   "--pairs",
+                                 pairs,      "-o",     file};
     if (state.range(3) == 0) gen.push_back("--no-ranges");
     if (bench::run_drelsim(DRELSIM_EXE, gen).status != 0) {
         state.SkipWithError("drelsim generate failed");
@@ -52,11 +53,12 @@ void BM_Scale(benchmark::State &state) {
     }
     fs::remove(file);
     const double vlan_pairs = static_cast<double>(state.range(0) * state.range(1) * state.range(2));
-    const double lib = number(out, "library: ([0-9.]+) s"), own = number(out, "drelsim: ([0-9.]+) s");
+    const double lib = number(out, "library: ([0-9.]+) s"),
+                 own = number(out, "drelsim: ([0-9.]+) s");
     const double cache = number(out, "it caches ([0-9.]+) MB in A");
-    const double peak = std::max({number(out, "peak memory: drelsim ([0-9.]+) MB"),
-                                  number(out, "peer A ([0-9.]+) MB"),
-                                  number(out, "peer B ([0-9.]+) MB")});
+    const double peak =
+        std::max({number(out, "peak memory: drelsim ([0-9.]+) MB"),
+                  number(out, "peer A ([0-9.]+) MB"), number(out, "peer B ([0-9.]+) MB")});
     state.counters["vlan_pairs"] = vlan_pairs;
     state.counters["library_s"] = lib;
     state.counters["drelsim_s"] = own;

@@ -160,27 +160,27 @@ class call_builder {
     }
 
     template <typename T> void conversion() {
-        std::string spec = "%";
+        std::string directive = "%";
         const uint8_t flags = in_.byte();
         for (int i = 0; i < (flags & 3); ++i)
-            spec += "-+ #0"[(flags >> (2 + 2 * i)) % 5];
+            directive += "-+ #0"[(flags >> (2 + 2 * i)) % 5];
         const uint8_t w = in_.byte(), p = in_.byte(), pick = in_.byte();
         if (width_star_)
-            spec += '*';
+            directive += '*';
         else if (w == 0xFF)
-            spec += "5000"; // beyond what is deferred
+            directive += "5000"; // beyond what is deferred
         else if (w % 3 == 1)
-            spec += std::to_string(w % 40);
+            directive += std::to_string(w % 40);
         if (prec_star_)
-            spec += ".*";
+            directive += ".*";
         else if (p % 3 == 1)
-            spec += "." + std::to_string(p % 30);
+            directive += "." + std::to_string(p % 30);
         else if (p % 3 == 2)
-            spec += ".";
+            directive += ".";
         width_star_ = prec_star_ = false;
-        spec += suits<T>::lengths[pick % std::size(suits<T>::lengths)];
-        spec += suits<T>::convs[(pick >> 4) % std::strlen(suits<T>::convs)];
-        format_ += spec;
+        directive += suits<T>::lengths[pick % std::size(suits<T>::lengths)];
+        directive += suits<T>::convs[(pick >> 4) % std::strlen(suits<T>::convs)];
+        format_ += directive;
     }
 
     // Plain text, and now and then a conversion that reads no argument.

@@ -23,7 +23,7 @@ constexpr uint8_t kSizeOf[] = {
 // ---- Parsing -----------------------------------------------------------------------------------
 
 // One conversion, from its '%' to its conversion character.
-struct spec {
+struct directive {
     uint32_t len;    // characters, '%' and conversion included
     bool known;      // a conversion the capture can defer
     bool percent;    // "%%"
@@ -66,7 +66,7 @@ arg_kind integer_kind(bool is_signed, const char *len, uint32_t n) {
 }
 
 // Validates the conversion f[0 .. s.len) strictly and fills in what it passes.
-void classify(const char *f, spec &s) {
+void classify(const char *f, directive &s) {
     const char conv = f[s.len - 1];
     uint32_t i = 1;
     while (i < s.len && std::strchr(kFlags, f[i]) != nullptr)
@@ -138,8 +138,8 @@ void classify(const char *f, spec &s) {
 
 // The conversion that starts at f[0] == '%'. Whatever may sit between '%' and a conversion
 // character is stepped over first, so that a %n is found however it is written.
-spec parse_spec(const char *f) {
-    spec s{};
+directive parse_directive(const char *f) {
+    directive s{};
     uint32_t i = 1;
     while (f[i] != '\0' && std::strchr("-+ #0'I123456789*$.hlLqjzZt", f[i]) != nullptr)
         ++i;
@@ -158,7 +158,7 @@ spec parse_spec(const char *f) {
     return s;
 }
 
-// Calls literal(begin, len) for each run of plain text and conv(begin, spec) for each
+// Calls literal(begin, len) for each run of plain text and conv(begin, directive) for each
 // conversion of `f`, in order, until one of them returns false.
 template <typename Literal, typename Conv>
 void walk(const char *f, Literal &&literal, Conv &&conv) {
@@ -169,7 +169,7 @@ void walk(const char *f, Literal &&literal, Conv &&conv) {
                                             : static_cast<uint32_t>(pct - f);
         if (end > i && !literal(i, end - i)) return;
         if (pct == nullptr) return;
-        const spec s = parse_spec(f + end);
+        const directive s = parse_directive(f + end);
         if (!conv(end, s)) return;
         i = end + s.len;
     }
@@ -182,7 +182,7 @@ void lay_out(format &f) {
     f.fixed = 0;
     walk(
         f.text, [](uint32_t, uint32_t) { return true; },
-        [&f](uint32_t, const spec &s) {
+        [&f](uint32_t, const directive &s) {
             if (s.count) {
                 f.how = mode::refused;
                 return false;
@@ -255,7 +255,7 @@ uint32_t render(const format &f, const unsigned char *payload, char *out, uint32
     };
     walk(
         f.text, [&](uint32_t begin, uint32_t n) { return add(f.text + begin, n); },
-        [&](uint32_t begin, const spec &s) {
+        [&](uint32_t begin, const directive &s) {
             if (s.percent) return add("%", 1);
             char conv[kLongestSpec + 1];
             std::memcpy(conv, f.text + begin, s.len);
@@ -277,7 +277,7 @@ bool writes_count(const char *text) noexcept {
     bool found = false;
     walk(
         text, [](uint32_t, uint32_t) { return true; },
-        [&found](uint32_t, const spec &s) {
+        [&found](uint32_t, const directive &s) {
             found = s.count;
             return !found;
         });
